@@ -1,0 +1,34 @@
+# Entry points. Every target installs missing Debian packages first.
+#   make run     build the library and the guidance tool, run the demonstration
+#   make check   every test: host, sanitizers, the device's architecture, fuzzing
+#   make bench   optimised benchmarks with their comparison table
+JOBS ?= $(shell nproc)
+TESTS ?=
+
+.PHONY: all deps build run check test-host test-asan test-tsan test-ppc fuzz bench clean
+
+all: build
+
+deps:
+	@scripts/install-deps
+
+build: deps
+	@scripts/check build host
+
+run: build
+	@scripts/run-demo
+
+check: deps
+	@scripts/check all
+
+test-host test-asan test-tsan test-ppc: deps
+	@TESTS="$(TESTS)" scripts/check $(patsubst test-%,%,$@)
+
+fuzz: deps
+	@scripts/check fuzz
+
+bench: deps
+	@scripts/check bench
+
+clean:
+	rm -rf build
