@@ -3,6 +3,10 @@
 #define CORELIB_CORELIBRARY_H
 
 #include "Utilities/Assert.h"
+#include "Utilities/CrashHandler.h"
+#include "Utilities/Profiler.h"
+#include "Utilities/StaticSingleton.h"
 #include "Utilities/Time.h"
+#include "Utilities/Version.h"
 
 #endif
