@@ -3,6 +3,7 @@
 #define CORELIB_CORELIBRARY_H
 
 #include "Utilities/Assert.h"
+#include "Utilities/FileUtilities.h"
 #include "Utilities/StringUtilities.h"
 
 #endif
