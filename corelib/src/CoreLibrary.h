@@ -5,5 +5,6 @@
 #include "Utilities/Assert.h"
 #include "Utilities/FileUtilities.h"
 #include "Utilities/StringUtilities.h"
+#include "Utilities/UTF8.h"
 
 #endif
