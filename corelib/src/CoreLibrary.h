@@ -4,9 +4,13 @@
 
 #include "Utilities/Assert.h"
 #include "Utilities/CrashHandler.h"
+#include "Utilities/FileUtilities.h"
+#include "Utilities/FilesystemSize.h"
 #include "Utilities/Profiler.h"
 #include "Utilities/StaticSingleton.h"
+#include "Utilities/StringUtilities.h"
 #include "Utilities/Time.h"
+#include "Utilities/UTF8.h"
 #include "Utilities/Version.h"
 
 #endif
