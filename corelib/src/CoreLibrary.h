@@ -2,6 +2,8 @@
 #ifndef CORELIB_CORELIBRARY_H
 #define CORELIB_CORELIBRARY_H
 
+#include "Maths/Maths.h"
+#include "Maths/Vector.h"
 #include "Utilities/Assert.h"
 
 #endif
