@@ -2,6 +2,7 @@
 #ifndef CORELIB_CORELIBRARY_H
 #define CORELIB_CORELIBRARY_H
 
+#include "Maths/Geometry.h"
 #include "Maths/Maths.h"
 #include "Maths/Vector.h"
 #include "Utilities/Assert.h"
