@@ -5,6 +5,7 @@
 #include "Maths/Geometry.h"
 #include "Maths/Maths.h"
 #include "Maths/Random.h"
+#include "Maths/Transformation.h"
 #include "Maths/Vector.h"
 #include "Utilities/Assert.h"
 
