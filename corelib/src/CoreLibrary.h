@@ -6,6 +6,7 @@
 #include "Maths/Maths.h"
 #include "Maths/Random.h"
 #include "Maths/Transformation.h"
+#include "Maths/TransformationStack.h"
 #include "Maths/Vector.h"
 #include "Utilities/Assert.h"
 
