@@ -1,5 +1,7 @@
 #include "Maths/TransformationStack.h"
 
+#include "Support/EmulatorLimits.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -52,8 +54,12 @@ TEST(TransformationStackTest, NewestOperationIsAppliedFirst)
     stack.Translate(V3(1, 2, 3));
     stack.Scale(V3(2, 2, 2));
     ExpectMaps(stack, V3(1, 1, 1), V3(3, 4, 5));
+}
 
-    stack.LoadIdentity();
+TEST(TransformationStackTest, RotationsAreRightHandedAboutTheirAxis)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    TransformationStack stack(4);
     stack.Rotate(V3(0, 0, 1), M_PI / 2);
     ExpectMaps(stack, V3(1, 0, 0), V3(0, 1, 0));
     stack.Translate(V3(1, 0, 0));
