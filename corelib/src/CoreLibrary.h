@@ -3,6 +3,7 @@
 #define CORELIB_CORELIBRARY_H
 
 #include "Maths/Geometry.h"
+#include "Maths/LinearInterpolator.h"
 #include "Maths/Maths.h"
 #include "Maths/Random.h"
 #include "Maths/Transformation.h"
