@@ -2,13 +2,6 @@
 #ifndef CORELIB_CORELIBRARY_H
 #define CORELIB_CORELIBRARY_H
 
-#include "Maths/Geometry.h"
-#include "Maths/LinearInterpolator.h"
-#include "Maths/Maths.h"
-#include "Maths/Random.h"
-#include "Maths/Transformation.h"
-#include "Maths/TransformationStack.h"
-#include "Maths/Vector.h"
 #include "Utilities/Assert.h"
 #include "Utilities/CrashHandler.h"
 #include "Utilities/FileUtilities.h"
@@ -19,5 +12,13 @@
 #include "Utilities/Time.h"
 #include "Utilities/UTF8.h"
 #include "Utilities/Version.h"
+
+#include "Maths/Geometry.h"
+#include "Maths/LinearInterpolator.h"
+#include "Maths/Maths.h"
+#include "Maths/Random.h"
+#include "Maths/Transformation.h"
+#include "Maths/TransformationStack.h"
+#include "Maths/Vector.h"
 
 #endif
