@@ -2,6 +2,7 @@
 #ifndef CORELIB_CORELIBRARY_H
 #define CORELIB_CORELIBRARY_H
 
+#include "Formats/AppendOnlyFile.h"
 #include "IO/Checksums.h"
 #include "IO/DataBuffer.h"
 #include "Utilities/Assert.h"
