@@ -5,6 +5,8 @@
 #include "Formats/AppendOnlyFile.h"
 #include "IO/Checksums.h"
 #include "IO/DataBuffer.h"
+#include "IO/Encodings.h"
+#include "IO/ObjectStore.h"
 #include "Utilities/Assert.h"
 
 #endif
