@@ -21,4 +21,11 @@
 #include "Maths/TransformationStack.h"
 #include "Maths/Vector.h"
 
+#include "IO/Checksums.h"
+#include "IO/DataBuffer.h"
+#include "IO/Encodings.h"
+#include "IO/ObjectStore.h"
+
+#include "Formats/AppendOnlyFile.h"
+
 #endif
