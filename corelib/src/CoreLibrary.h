@@ -3,5 +3,6 @@
 #define CORELIB_CORELIBRARY_H
 
 #include "Utilities/Assert.h"
+#include "Threading/Functor.h"
 
 #endif
