@@ -4,5 +4,7 @@
 
 #include "Utilities/Assert.h"
 #include "Threading/Functor.h"
+#include "Threading/Mutex.h"
+#include "Threading/Thread.h"
 
 #endif
