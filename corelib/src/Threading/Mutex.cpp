@@ -123,12 +123,12 @@ Conditional::~Conditional()
 
 int Conditional::Value() const
 {
-    return m_value;
+    return m_value.load(std::memory_order_relaxed);
 }
 
 void Conditional::Value(int value)
 {
-    m_value = value;
+    m_value.store(value, std::memory_order_relaxed);
     Broadcast();
 }
 

@@ -11,6 +11,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <exception>
 
 namespace Core
@@ -91,6 +92,8 @@ private:
 
 // A condition variable with an int state word, used as a counter or a state.
 // Timed waits measure the wall clock. Not copyable.
+// The value is meant to be read and written with the associated mutex held;
+// a read without it is a snapshot that may already be stale.
 class Conditional
 {
 public:
@@ -114,7 +117,10 @@ public:
 
 private:
     pthread_cond_t m_condition;
-    int m_value;
+    // Atomic only so that deliberate unlocked snapshot reads (a queue length
+    // polled without its lock) are not data races; relaxed, because the
+    // caller's mutex orders everything that matters.
+    std::atomic<int> m_value;
 };
 
 // Locks a mutex and returns only once a Conditional's value satisfies a
