@@ -3,8 +3,10 @@
 #define CORELIB_CORELIBRARY_H
 
 #include "Utilities/Assert.h"
+#include "Threading/FSM.h"
 #include "Threading/Functor.h"
 #include "Threading/Mutex.h"
 #include "Threading/Thread.h"
+#include "Threading/WorkerThread.h"
 
 #endif
