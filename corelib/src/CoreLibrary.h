@@ -21,6 +21,12 @@
 #include "Maths/TransformationStack.h"
 #include "Maths/Vector.h"
 
+#include "Threading/FSM.h"
+#include "Threading/Functor.h"
+#include "Threading/Mutex.h"
+#include "Threading/Thread.h"
+#include "Threading/WorkerThread.h"
+
 #include "IO/Checksums.h"
 #include "IO/DataBuffer.h"
 #include "IO/Encodings.h"
