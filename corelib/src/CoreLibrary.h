@@ -2,6 +2,7 @@
 #ifndef CORELIB_CORELIBRARY_H
 #define CORELIB_CORELIBRARY_H
 
+#include "IO/Tokeniser.h"
 #include "Utilities/Assert.h"
 #include "Utilities/CrashHandler.h"
 #include "Utilities/FileUtilities.h"
