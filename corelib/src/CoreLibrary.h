@@ -2,7 +2,6 @@
 #ifndef CORELIB_CORELIBRARY_H
 #define CORELIB_CORELIBRARY_H
 
-#include "IO/Tokeniser.h"
 #include "Utilities/Assert.h"
 #include "Utilities/CrashHandler.h"
 #include "Utilities/FileUtilities.h"
@@ -32,6 +31,7 @@
 #include "IO/DataBuffer.h"
 #include "IO/Encodings.h"
 #include "IO/ObjectStore.h"
+#include "IO/Tokeniser.h"
 
 #include "Formats/AppendOnlyFile.h"
 
