@@ -41,6 +41,8 @@ Random::Random(const Random& other)
 
 Random& Random::operator=(const Random& other)
 {
+    if (this == &other)
+        return *this;
     std::memcpy(m_state, other.m_state, sizeof(m_state));
     m_left = other.m_left;
     // The position is rebuilt from the count: a copied pointer would point into the source.
