@@ -80,7 +80,9 @@ void Random::Seed(unsigned int* key, int length)
     Initialize(19650218u);
     int i = 1;
     int j = 0;
-    for (int k = (N > length ? N : length); k > 0; --k)
+    // An empty key mixes nothing in, rather than reading a word that is not there.
+    const int keyRounds = length > 0 ? (N > length ? N : length) : 0;
+    for (int k = keyRounds; k > 0; --k)
     {
         m_state[i] = (m_state[i] ^ ((m_state[i - 1] ^ (m_state[i - 1] >> 30)) * 1664525u)) + key[j] +
                      static_cast<unsigned int>(j);

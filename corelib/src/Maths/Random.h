@@ -36,7 +36,8 @@ public:
     // Initialize(seed) then Reload().
     void Seed(unsigned int seed);
     // The reference array initialisation, then Reload(). Requires: key holds
-    // length words and length > 0. Borrows key for the call only.
+    // length words. A length of 0 or less skips the key (key is not read).
+    // Borrows key for the call only.
     void Seed(unsigned int* key, int length);
 
     // Writes the N state words and the count of words left to out[0 .. SAVE-1].

@@ -73,6 +73,11 @@ TEST_F(RandomTest, ArraySeedingMatchesThePublishedOutputs)
         longKey[i] = i * 2654435761u;
     Core::Random fromLong(longKey.data(), 700);
     EXPECT_EQ((std::vector<unsigned int>{1179226133u, 532799835u, 517808143u, 2867954353u}), Draw(fromLong, 4));
+
+    // An empty key is not read: its pointer is null here, so a read would crash.
+    std::vector<unsigned int> empty;
+    Core::Random a(empty.data(), 0), b(empty.data(), 0);
+    EXPECT_EQ(Draw(a, 700), Draw(b, 700));
 }
 
 TEST_F(RandomTest, InitializeAloneDoesNotTwist)
