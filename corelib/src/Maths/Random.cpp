@@ -122,6 +122,10 @@ void Random::Load(unsigned int* in)
 {
     std::memcpy(m_state, in, sizeof(m_state));
     m_left = static_cast<int>(in[N]);
+    // A damaged count must not place the read position outside the state:
+    // treat the block as spent, so the next draw twists the loaded words.
+    if (m_left < 0 || m_left > N)
+        m_left = 0;
     m_next = m_state + (N - m_left);
 }
 

@@ -42,7 +42,8 @@ public:
 
     // Writes the N state words and the count of words left to out[0 .. SAVE-1].
     void Save(unsigned int* out) const;
-    // Restores a state written by Save from in[0 .. SAVE-1]. Requires: in[N] is in 0 .. N.
+    // Restores a state written by Save from in[0 .. SAVE-1]. A count in[N]
+    // outside 0 .. N is taken as 0: the next draw reloads.
     void Load(unsigned int* in);
 
     // The next 32-bit output.

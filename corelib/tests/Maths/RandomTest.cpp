@@ -110,6 +110,17 @@ TEST_F(RandomTest, SaveAndLoadContinueTheSequenceAtEveryPositionInABlock)
         restored.Load(saved.data());
         EXPECT_EQ(Reference(2024, drawn, 1500), Draw(restored, 1500));
     }
+
+    // A damaged count is taken as a spent block: the loaded words are twisted
+    // first, exactly as after the last word of a block.
+    Core::Random original(2024);
+    Draw(original, 624);
+    std::vector<unsigned int> saved(Core::Random::SAVE);
+    original.Save(saved.data());
+    saved[Core::Random::N] = 5000;
+    Core::Random damaged;
+    damaged.Load(saved.data());
+    EXPECT_EQ(Reference(2024, 624, 700), Draw(damaged, 700));
 }
 
 TEST_F(RandomTest, CopiesContinueIndependently)
