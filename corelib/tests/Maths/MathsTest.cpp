@@ -176,7 +176,8 @@ TEST(Vectors, ArithmeticAndProducts)
 {
     EXPECT_EQ(Vector3<double>(0, 0, 0), Vector3<double>());
     EXPECT_EQ(Vector2<double>(0, 0), Vector2<double>());
-    EXPECT_EQ(Vector2<double>(6, 8), 2.0 * Vector2<double>(3, 4));
+    EXPECT_EQ(Vector2<double>(6, 8), 2 * Vector2<double>(3, 4));
+    EXPECT_EQ(Vector3<double>(3, 6, 9), 3 * Vector3<double>(1, 2, 3));
     EXPECT_EQ(Vector2<double>(0.6, 0.8), Vector2<double>(3, 4).Normalised());
     EXPECT_EQ(5.0, Vector2<double>(3, 4).Length());
     EXPECT_EQ(Vector3<double>(-1, -1.5, -2), -Vector3<double>(2, 3, 4) / 2.0);
