@@ -278,7 +278,7 @@ TEST_F(FileUtilitiesTest, FilesystemSizesMatchTheStatProgram)
 
 TEST(FilesystemSize, FlashFilesystemsReportNothingAndLargeOnesWrapAt4GiB)
 {
-    struct statfs status = {};
+    struct statfs64 status = {};
     status.f_bsize = 4096;
     status.f_bavail = 0x7FFFFF;      // 0x7_FFFF_F000 bytes, wrapped 0xFFFF_F000
     status.f_blocks = (1u << 20) + 2; // 4 GiB + 8 KiB, wrapped 8 KiB
