@@ -1,6 +1,7 @@
 #include "Utilities/FileUtilities.h"
 #include "Utilities/FilesystemSize.h"
 
+#include "Support/StickDirectory.h"
 #include "Support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -269,11 +270,19 @@ TEST_F(FileUtilitiesTest, FilesystemSizesMatchTheStatProgram)
     EXPECT_FALSE(MountedFilesystemStatus(m_dir.File("missing"), freeKiB, totalKiB));
     EXPECT_EQ(7u, freeKiB);
     EXPECT_EQ(8u, totalKiB);
+}
 
-    // No stick here, or a stick: either way the presence test follows the mount point.
-    const bool mounted = MountedFilesystemStatus("/mnt/usb/", freeKiB, totalKiB);
-    EXPECT_EQ(mounted, USBStatus(freeKiB, totalKiB));
-    EXPECT_EQ(mounted && totalKiB > 0, USBPresent());
+TEST(UsbStick, AMountPointOnAnOrdinaryFilesystemCountsAsPresent)
+{
+    // The mount point as a plain directory on this machine's disk, which is
+    // neither cramfs, JFFS2 nor SquashFS: its size is reported, so it is present.
+    CoreTest::StickDirectory stick;
+    if (!stick.Available())
+        GTEST_SKIP() << "no /mnt/usb and no permission to create it";
+    unsigned int freeKiB = 0, totalKiB = 0;
+    EXPECT_TRUE(USBStatus(freeKiB, totalKiB));
+    EXPECT_GT(totalKiB, 0u);
+    EXPECT_TRUE(USBPresent());
 }
 
 TEST(FilesystemSize, FlashFilesystemsReportNothingAndLargeOnesWrapAt4GiB)
