@@ -5,7 +5,6 @@
 #include "Utilities/Assert.h"
 #include "Utilities/CrashHandler.h"
 #include "Utilities/FileUtilities.h"
-#include "Utilities/FilesystemSize.h"
 #include "Utilities/Profiler.h"
 #include "Utilities/StaticSingleton.h"
 #include "Utilities/StringUtilities.h"
