@@ -110,7 +110,7 @@ class Fields
 public:
     explicit Fields(const FieldList& list) : m_list(list) {}
     bool Has(size_t index) const { return index < m_list.size(); }
-    const std::string& operator[](size_t index) const { return m_list[index]; }
+    const std::string& operator[](size_t index) const { return m_list.at(index); }
 
 private:
     const FieldList& m_list;
