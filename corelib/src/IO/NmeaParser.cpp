@@ -97,6 +97,7 @@ bool DecodeCoordinate(const std::string& value, const std::string& hemisphereFie
     else
     {
         hemisphere = 1;
+        // Subtracted from zero, so the equator or meridian stays +0.0.
         degrees = 0.0 - magnitude;
     }
     radians = Core::Maths::Radians<double>(degrees);
@@ -110,6 +111,8 @@ class Fields
 public:
     explicit Fields(const FieldList& list) : m_list(list) {}
     bool Has(size_t index) const { return index < m_list.size(); }
+    // Checked, so a step that skipped its Has() guard fails loudly instead of
+    // reading past the list.
     const std::string& operator[](size_t index) const { return m_list.at(index); }
 
 private:

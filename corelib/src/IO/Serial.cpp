@@ -57,7 +57,7 @@ std::string PortDevicePath(int port)
 } // namespace
 
 Serial::Serial(const char* device, int baud, const Core::Time& timeout)
-    : Serial(std::string(device), baud, timeout)
+    : Serial(std::string(device ? device : ""), baud, timeout)
 {
 }
 
@@ -91,6 +91,7 @@ bool Serial::Open()
         perror("Core::IO::Serial::Open:");
         return false;
     }
+    Close();
     m_fd = fd;
     SetPortOptions();
     SetHandshaking(m_handshaking);

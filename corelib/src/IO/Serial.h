@@ -26,9 +26,10 @@ public:
         HANDSHAKE_RTS_CTS = 1,  // RTS/CTS flow control (CRTSCTS in the control flags)
     };
 
-    // Store the device path, the speed in bits per second and the read
-    // time-out; nothing is opened until Open(). Handshaking starts as none.
-    // A negative time-out makes Read() block until data arrives.
+    // Store the device path (a null path is empty), the speed in bits per
+    // second and the read time-out; nothing is opened until Open().
+    // Handshaking starts as none. A negative time-out makes Read() block
+    // until data arrives.
     Serial(const char* device, int baud, const Core::Time& timeout);
     Serial(std::string device, int baud, const Core::Time& timeout);
     // The device is "/dev/ttyS<port>".
@@ -42,7 +43,8 @@ public:
     // Opens the device read-write, programs raw mode at the stored speed and
     // applies the stored handshaking mode (their own results are not checked).
     // On failure prints "Core::IO::Serial::Open:" and the system error on
-    // standard error (perror) and returns false.
+    // standard error (perror) and returns false. Opening an open port
+    // replaces its descriptor; the previous one is closed, not leaked.
     bool Open();
     // True when the port was already closed or close() succeeded; the port is
     // closed afterwards in either case.

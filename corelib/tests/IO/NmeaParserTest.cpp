@@ -142,6 +142,8 @@ TEST_F(NmeaParserTest, OnlyExactUpperCaseNorthAndEastArePositive)
     for (size_t field : {2, 3, 4, 5})
         EXPECT_EQ(-1, Parse(Sentence(WithField(kGGA, field, "")))) << "empty field " << field;
     EXPECT_EQ(-1, Parse(Sentence(WithField(kGGA, 2, "north"))));
+    ASSERT_EQ(0, Parse(Sentence(WithField(WithField(kGGA, 2, "0000.000"), 3, "S"))));
+    EXPECT_FALSE(std::signbit(gga.latitudeDegrees)) << "the equator in the south is +0";
 }
 
 TEST_F(NmeaParserTest, TimeOfDayKeepsFractionsAndMayBeEmpty)

@@ -216,6 +216,7 @@ TEST_F(SerialPortTest, FlushesDiscardInputButKeepOutput)
     EXPECT_EQ(5, m_port.Write(std::string("fresh")));
     EXPECT_EQ(0, m_port.FlushTransmitBuffer());
     EXPECT_EQ("fresh", m_pty.Receive(5, 5000));
+    EXPECT_TRUE(m_port.SendBreak(0.25f));
 }
 
 TEST_F(SerialPortTest, ModemLineQueriesFailCleanlyOnADeviceWithoutLines)
