@@ -17,6 +17,12 @@ namespace
 
 typedef std::vector<std::string> FieldList;
 
+// The decoders read fields 0 to 14 at most. Splitting into no more than 16
+// pieces leaves each of those fields exactly as an unlimited split would (the
+// rest stays together in the 16th), and keeps the work linear in the length
+// of a line, however many commas a garbled line holds.
+const int kSplitFields = 16;
+
 // Letters are tested byte by byte in the C locale, whatever locale the
 // application has set.
 bool IsAsciiDigit(char c)
@@ -272,7 +278,7 @@ int CNmeaParser::ParseNmeaData(NmeaSentenceTypes& type, const std::string& sente
 
     // Empty fields are kept, and the checksum stays on the last field.
     FieldList list;
-    if (!Core::Utilities::SplitString(sentence, ',', list, 0))
+    if (!Core::Utilities::SplitString(sentence, ',', list, kSplitFields))
         list.assign(1, sentence);
     Fields fields(list);
 
