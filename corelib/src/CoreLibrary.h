@@ -30,7 +30,9 @@
 #include "IO/Checksums.h"
 #include "IO/DataBuffer.h"
 #include "IO/Encodings.h"
+#include "IO/NmeaParser.h"
 #include "IO/ObjectStore.h"
+#include "IO/Serial.h"
 #include "IO/Tokeniser.h"
 
 #include "Formats/AppendOnlyFile.h"
