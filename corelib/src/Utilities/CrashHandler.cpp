@@ -162,10 +162,11 @@ void WriteCommonBlock(std::FILE* local, std::FILE* stick, const std::string& nam
     LogPrintf(local, stick, "Registers\n");
     LogPrintf(local, stick, "NIP: %lX\n", nip);
 
-    // Not freed: the process is ending.
     char** symbols = backtrace_symbols(frames, count);
     for (int i = 1; i < count; ++i)
         LogPrintf(local, stick, "[%d] %s\n", i, symbols ? symbols[i] : "");
+    // Freed although the process is ending, so leak checkers stay quiet.
+    std::free(symbols);
     LogPrintf(local, stick, "\nTo translate the addresses execute the line below: \n");
     LogPrintf(local, stick, "addr2line --exe=[executable] -f -C");
     for (int i = 1; i < count; ++i)
