@@ -1,0 +1,104 @@
+#include "IO/Encodings.h"
+
+namespace Core
+{
+namespace IO
+{
+
+namespace
+{
+
+// A plain array, so that encoding works even before static strings are built.
+const char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+const unsigned int kAscii85Radix = 85;
+const unsigned int kAscii85Digits = 5;
+
+} // namespace
+
+const std::string CBase64::Base64Code = kBase64Alphabet;
+
+std::string CBase64::Encode(const CDataBuffer& data)
+{
+    const unsigned int n = data.Length();
+    std::string text;
+    text.reserve((static_cast<std::size_t>(n) + 2) / 3 * 4);
+    for (unsigned int i = 0; i < n; i += 3)
+    {
+        // Positions at or beyond the end count as zero bytes.
+        unsigned int group = 0;
+        for (unsigned int j = i; j < i + 3; ++j)
+            group = group << 8 | (j < n ? data.GetValue(static_cast<int>(j)) : 0u);
+        for (int shift = 18; shift >= 0; shift -= 6)
+            text += kBase64Alphabet[(group >> shift) & 0x3F];
+    }
+    // The characters made only of zero fill become padding.
+    const std::size_t pad = (3 - n % 3) % 3;
+    text.replace(text.size() - pad, pad, pad, '=');
+    return text;
+}
+
+std::string CAscii85::Encode(const CDataBuffer& data)
+{
+    const unsigned int groups = data.Length() / 4;
+    std::string text;
+    text.reserve(static_cast<std::size_t>(groups) * kAscii85Digits);
+    // Declared outside the loop: a failed read leaves the previous group's value.
+    unsigned int value = 0;
+    for (unsigned int i = 0; i < groups; ++i)
+    {
+        data.GetUInt32(value);
+        EncodeInt(value, text);
+    }
+    return text;
+}
+
+CDataBuffer CAscii85::Decode(const std::string& text)
+{
+    CDataBuffer decoded(CDataBuffer::BigEndian, 256);
+    decoded.Reserve(static_cast<unsigned int>(text.size() / kAscii85Digits * 4));
+    char digits[kAscii85Digits];
+    unsigned int count = 0;
+    for (char c : text)
+    {
+        if (count == 0 && c == kZeroGroup)
+        {
+            decoded.Add(0u);
+            continue;
+        }
+        digits[count++] = c;
+        if (count == kAscii85Digits)
+        {
+            decoded.Add(DecodeInt(digits));
+            count = 0;
+        }
+    }
+    return decoded;
+}
+
+void CAscii85::EncodeInt(unsigned int v, std::string& out)
+{
+    if (v == 0)
+    {
+        out += kZeroGroup;
+        return;
+    }
+    char digits[kAscii85Digits];
+    for (unsigned int i = kAscii85Digits; i > 0; --i)
+    {
+        digits[i - 1] = static_cast<char>(v % kAscii85Radix + kDigitBase);
+        v /= kAscii85Radix;
+    }
+    out.append(digits, kAscii85Digits);
+}
+
+unsigned int CAscii85::DecodeInt(const char* five)
+{
+    const unsigned char* digits = reinterpret_cast<const unsigned char*>(five);
+    unsigned int v = digits[0] - static_cast<unsigned int>(kDigitBase);
+    for (unsigned int i = 1; i < kAscii85Digits; ++i)
+        v = v * kAscii85Radix + (digits[i] - static_cast<unsigned int>(kDigitBase));
+    return v;
+}
+
+} // namespace IO
+} // namespace Core

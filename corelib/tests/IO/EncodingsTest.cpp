@@ -1,0 +1,112 @@
+#include "IO/Encodings.h"
+
+#include "Support/ByteStrings.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using Core::IO::CAscii85;
+using Core::IO::CBase64;
+using Core::IO::CDataBuffer;
+using CoreTest::Bytes;
+using CoreTest::Hex;
+
+namespace
+{
+
+TEST(Base64Test, MatchesTheStandardTestVectors)
+{
+    // RFC 4648, section 10, plus the two highest digits.
+    const char* const cases[][2] = {
+        {"", ""},           {"f", "Zg=="},         {"fo", "Zm8="},
+        {"foo", "Zm9v"},    {"foob", "Zm9vYg=="},  {"fooba", "Zm9vYmE="},
+        {"foobar", "Zm9vYmFy"}, {"\xFF\xFF\xFF", "////"}, {"\xFB\xFF", "+/8="},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c[1], CBase64::Encode(CDataBuffer(std::string(c[0])))) << c[0];
+    EXPECT_EQ(64u, CBase64::Base64Code.size());
+}
+
+TEST(Base64Test, EncodesAllWrittenBytesWhereverTheCursorStands)
+{
+    CDataBuffer buffer(std::string("Man"));
+    buffer.Skip(2);
+    EXPECT_EQ("TWFu", CBase64::Encode(buffer));
+    EXPECT_EQ(2u, buffer.Tell());
+    // Bytes allocated but not written are not encoded.
+    CDataBuffer roomy;
+    roomy.Add(static_cast<unsigned char>(0x4D));
+    EXPECT_EQ("TQ==", CBase64().Encode(roomy));
+}
+
+TEST(Ascii85Test, EncodesWholeGroupsOnly)
+{
+    struct Case
+    {
+        std::string bytes;
+        const char* text;
+    };
+    // Groups checked against a separate Ascii85 encoder; zero is the one-character 'z'.
+    const Case cases[] = {
+        {"", ""},
+        {"Man", ""},
+        {"Man ", "9jqo^"},
+        {"Man X", "9jqo^"},
+        {Bytes({0, 0, 0, 0}), "z"},
+        {Bytes({0, 0, 0, 1}), "!!!!\""},
+        {Bytes({0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0}), "s8W-!z"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(c.text, CAscii85::Encode(CDataBuffer(c.bytes))) << Hex(c.bytes);
+
+    // Groups are read in the buffer's byte order.
+    CDataBuffer little(std::string("Man "), CDataBuffer::LittleEndian);
+    EXPECT_EQ(CAscii85::Encode(CDataBuffer(std::string(" naM"))), CAscii85::Encode(little));
+}
+
+TEST(Ascii85Test, EncodingFromAMovedCursorRepeatsTheLastGroup)
+{
+    CDataBuffer buffer(std::string("Man Man "));
+    buffer.Skip(4);
+    EXPECT_EQ("9jqo^9jqo^", CAscii85::Encode(buffer));
+    EXPECT_TRUE(buffer.InError());
+}
+
+TEST(Ascii85Test, DecodingCountsEveryCharacter)
+{
+    struct Case
+    {
+        std::string text;
+        std::string bytes;
+    };
+    const Case cases[] = {
+        {"z9jqo^", Bytes({0, 0, 0, 0}) + "Man "},
+        {"9jqo^s8", "Man "},               // the incomplete group is dropped
+        {"!!!!z", Bytes({0, 0, 0, 0x59})},  // 'z' inside a group is the digit 89
+        // The space is a digit too: ((((24 * 85 + 73) * 85 + 80) * 85 - 1) * 85 + 78) wrapped.
+        {"9jq o^", Bytes({0x4D, 0x61, 0x53, 0xF6})},
+        // Out-of-range digits wrap in 32 bits; bytes above 127 count as unsigned.
+        {"uuuuu", Bytes({0x08, 0x78, 0x0E, 0xC4})},
+        {std::string(5, '\xFF'), Bytes({0xBA, 0xF4, 0x27, 0x06})},
+    };
+    for (const Case& c : cases)
+    {
+        const CDataBuffer decoded = CAscii85::Decode(c.text);
+        EXPECT_EQ(Hex(c.bytes), Hex(decoded.ToString())) << c.text;
+        EXPECT_EQ(CDataBuffer::BigEndian, decoded.GetEndianness());
+    }
+    EXPECT_EQ(0xFFFFFFFFu, CAscii85::DecodeInt("s8W-!"));
+}
+
+TEST(Ascii85Test, EveryGroupValueRoundTrips)
+{
+    CDataBuffer values;
+    for (unsigned long long v = 0; v <= 0xFFFFFFFFull; v += 0x01000193ull)
+        values.Add(static_cast<unsigned int>(v));
+    values.Add(0xFFFFFFFFu).Add(1u).Add(85u).Add(84u);
+    const std::string text = CAscii85::Encode(values);
+    EXPECT_EQ(Hex(values.ToString()), Hex(CAscii85::Decode(text).ToString()));
+}
+
+} // namespace

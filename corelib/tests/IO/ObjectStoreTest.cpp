@@ -1,0 +1,221 @@
+#include "IO/ObjectStore.h"
+
+#include "Support/ByteStrings.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+#include <vector>
+
+using Core::IO::ObjectStore;
+using CoreTest::Bytes;
+using CoreTest::Hex;
+
+namespace
+{
+
+// A record as an application would write one: scalars, a string and an
+// array of nested objects, each element under its own key.
+struct Satellite
+{
+    int id = 0;
+    double snr = 0.0;
+
+    void Process(ObjectStore& store)
+    {
+        store.ProcessInt(id, 1);
+        store.ProcessDouble(snr, 2);
+    }
+    bool operator==(const Satellite& o) const { return id == o.id && snr == o.snr; }
+};
+
+struct Fix
+{
+    int quality = 0;
+    float hdop = 0.0f;
+    std::string name;
+    std::vector<Satellite> satellites;
+    double height = 0.0;
+
+    void Process(ObjectStore& store)
+    {
+        store.ProcessInt(quality, 1);
+        store.ProcessFloat(hdop, 2);
+        store.ProcessString(name, 3);
+        unsigned int count = static_cast<unsigned int>(satellites.size());
+        store.DeclareArrayBegin(count, 4);
+        satellites.resize(count);
+        for (unsigned int i = 0; i < count; ++i)
+        {
+            const unsigned int key = 10 + i;
+            if (store.IsOutputMode())
+            {
+                ObjectStore child;
+                satellites[i].Process(child);
+                store.OutputObject(child, key);
+            }
+            else
+            {
+                ObjectStore child(store);
+                if (store.InputObject(child, key))
+                    satellites[i].Process(child);
+            }
+        }
+        store.ProcessDouble(height, 1000);
+    }
+    bool operator==(const Fix& o) const
+    {
+        return quality == o.quality && hdop == o.hdop && name == o.name && satellites == o.satellites &&
+               height == o.height;
+    }
+};
+
+// The bytes of a store, spaced hex.
+std::string Encoded(const ObjectStore& store)
+{
+    return Hex(store.AsString());
+}
+
+TEST(ObjectStoreTest, FieldsAreTaggedPackedValues)
+{
+    struct Case
+    {
+        void (*write)(ObjectStore&);
+        const char* bytes;
+    };
+    const Case cases[] = {
+        {[](ObjectStore& s) { s.OutputInt(5, 1); }, "08 09"},
+        {[](ObjectStore& s) { s.OutputInt(-1, 2); }, "10 02"},
+        {[](ObjectStore& s) { s.OutputInt(INT_MIN, 1); }, "08 FF FF FF FF 0F"},
+        {[](ObjectStore& s) { s.OutputDouble(1.0, 3); }, "19 3F F0 00 00 00 00 00 00"},
+        {[](ObjectStore& s) { s.OutputFloat(1.0f, 1); }, "0B 3F 80 00 00"},
+        {[](ObjectStore& s) { s.OutputString("ab", 4); }, "22 02 61 62"},
+        // Key 16: tag 128 needs two bytes; 64 maps to 2 * 64 - 1 = 127.
+        {[](ObjectStore& s) { s.OutputInt(64, 16); }, "80 01 7F"},
+        {[](ObjectStore& s) {
+             unsigned int count = 300;
+             s.DeclareArrayBegin(count, 5);
+         },
+         "2C AC 02"},
+    };
+    for (const Case& c : cases)
+    {
+        ObjectStore store;
+        c.write(store);
+        EXPECT_EQ(c.bytes, Encoded(store));
+    }
+
+    // A nested object is a length-delimited field holding the child's bytes.
+    ObjectStore child;
+    child.OutputInt(-1, 1);
+    ObjectStore parent;
+    parent.OutputInt(5, 1);
+    parent.OutputObject(child, 3);
+    EXPECT_EQ("08 09 1A 02 08 02", Encoded(parent));
+    EXPECT_EQ("08 09 1A 02 08 02 ", parent.AsHex());
+}
+
+TEST(ObjectStoreTest, RecordsRoundTripThroughProcess)
+{
+    Fix written;
+    written.quality = -7;
+    written.hdop = 0.75f;
+    written.name = std::string("rover\0one", 9);
+    written.satellites = {{3, 41.5}, {17, -0.0}, {INT_MIN, 1e300}};
+    written.height = 123.25;
+    ObjectStore out;
+    written.Process(out);
+
+    std::string bytes = out.AsString();
+    ObjectStore in(bytes);
+    Fix read;
+    read.Process(in);
+    EXPECT_EQ(written, read);
+
+    // The same record read through the borrowed-array form.
+    std::vector<unsigned char> array(bytes.begin(), bytes.end());
+    ObjectStore fromArray(array.data(), static_cast<unsigned int>(array.size()));
+    Fix again;
+    again.Process(fromArray);
+    EXPECT_EQ(written, again);
+}
+
+TEST(ObjectStoreTest, KeysAreFoundOnlyInAscendingOrder)
+{
+    ObjectStore out;
+    out.OutputInt(10, 1);
+    out.OutputString("skipped", 2);
+    out.OutputDouble(2.5, 3);
+    out.OutputFloat(1.5f, 4);
+    out.OutputInt(30, 6);
+    std::string bytes = out.AsString();
+
+    // Absent keys fail without disturbing the next lookup; unknown smaller
+    // keys are skipped whatever their wire type.
+    ObjectStore in(bytes);
+    int value = -1;
+    EXPECT_TRUE(in.InputInt(value, 1));
+    EXPECT_EQ(10, value);
+    EXPECT_FALSE(in.InputInt(value, 5));
+    EXPECT_EQ(10, value) << "a missing key leaves the value";
+    EXPECT_TRUE(in.InputInt(value, 6));
+    EXPECT_EQ(30, value);
+
+    ObjectStore backwards(bytes);
+    double d = 0.0;
+    EXPECT_TRUE(backwards.InputDouble(d, 3));
+    EXPECT_EQ(2.5, d);
+    EXPECT_FALSE(backwards.InputInt(value, 1)) << "a key already passed is not found";
+
+    std::string empty;
+    ObjectStore nothing(empty);
+    for (unsigned int key = 0; key < 4; ++key)
+        EXPECT_FALSE(nothing.InputInt(value, key));
+
+    ObjectStore strings(bytes);
+    std::string text = "kept ";
+    EXPECT_TRUE(strings.InputString(text, 2));
+    EXPECT_EQ("kept skipped", text) << "InputString appends";
+}
+
+TEST(ObjectStoreTest, DamagedRecordsFailWithoutLoopingOrOverreading)
+{
+    ObjectStore out;
+    Fix fix;
+    fix.quality = 4;
+    fix.name = "base";
+    fix.satellites = {{1, 2.0}};
+    fix.height = 9.5;
+    fix.Process(out);
+    const std::string whole = out.AsString();
+
+    // Every truncation reads what is complete and reports the rest missing.
+    for (std::size_t cut = 0; cut < whole.size(); ++cut)
+    {
+        std::string bytes = whole.substr(0, cut);
+        ObjectStore in(bytes);
+        Fix read;
+        read.height = -1.0;
+        read.Process(in);
+        EXPECT_EQ(-1.0, read.height) << "cut at " << cut;
+    }
+
+    // A length that would wrap the cursor back to the start: key 1 holds a
+    // string of 0xFFFFFFFA bytes, which from offset 6 wraps to
+    // offset 0. The search for key 2 must end.
+    std::string wrapping = Bytes({0x0A, 0xFA, 0xFF, 0xFF, 0xFF, 0x0F, 0x10, 0x02});
+    ObjectStore in(wrapping);
+    int value = 0;
+    EXPECT_FALSE(in.InputInt(value, 2));
+    EXPECT_FALSE(in.InputInt(value, 3)) << "the error is sticky";
+
+    // A value cut short leaves its argument alone.
+    std::string shortDouble = Bytes({0x09, 0x3F, 0xF0});
+    ObjectStore cut(shortDouble);
+    double d = 7.0;
+    EXPECT_FALSE(cut.InputDouble(d, 1));
+    EXPECT_EQ(7.0, d);
+}
+
+} // namespace
