@@ -2,11 +2,37 @@
 #ifndef CORELIB_CORELIBRARY_H
 #define CORELIB_CORELIBRARY_H
 
-#include "Formats/AppendOnlyFile.h"
+#include "Utilities/Assert.h"
+#include "Utilities/CrashHandler.h"
+#include "Utilities/FileUtilities.h"
+#include "Utilities/FilesystemSize.h"
+#include "Utilities/Profiler.h"
+#include "Utilities/StaticSingleton.h"
+#include "Utilities/StringUtilities.h"
+#include "Utilities/Time.h"
+#include "Utilities/UTF8.h"
+#include "Utilities/Version.h"
+
+#include "Maths/Geometry.h"
+#include "Maths/LinearInterpolator.h"
+#include "Maths/Maths.h"
+#include "Maths/Random.h"
+#include "Maths/Transformation.h"
+#include "Maths/TransformationStack.h"
+#include "Maths/Vector.h"
+
+#include "Threading/FSM.h"
+#include "Threading/Functor.h"
+#include "Threading/Mutex.h"
+#include "Threading/Thread.h"
+#include "Threading/WorkerThread.h"
+
 #include "IO/Checksums.h"
 #include "IO/DataBuffer.h"
 #include "IO/Encodings.h"
 #include "IO/ObjectStore.h"
-#include "Utilities/Assert.h"
+#include "IO/Tokeniser.h"
+
+#include "Formats/AppendOnlyFile.h"
 
 #endif

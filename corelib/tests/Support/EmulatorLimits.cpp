@@ -1,0 +1,24 @@
+#include "Support/EmulatorLimits.h"
+
+#include "Support/TestSupport.h"
+
+#include <cmath>
+#include <cstdio>
+
+namespace CoreTest
+{
+
+bool TrigonometryWorks()
+{
+    static const bool works = [] {
+        const ChildResult probe = RunInChild([] {
+            // volatile keeps the compiler from folding the calls at build time.
+            volatile double x = 0.5;
+            std::printf("%.3f\n", std::sin(x) + std::cos(x) + std::tan(x));
+        });
+        return probe.exited && probe.exitStatus == 0;
+    }();
+    return works;
+}
+
+} // namespace CoreTest
