@@ -102,6 +102,9 @@ bool BuildTables()
         previous = s_slices[k];
     }
 #ifdef CORELIB_CRC32_CLMUL
+    // The first CRC may come from a static constructor that runs before the
+    // runtime has probed the processor.
+    __builtin_cpu_init();
     s_haveClmul = __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse4.1");
 #endif
     CRC32::m_tableInitialised = true;
