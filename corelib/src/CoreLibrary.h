@@ -27,6 +27,7 @@
 #include "Threading/Thread.h"
 #include "Threading/WorkerThread.h"
 
+#include "IO/BinaryIO.h"
 #include "IO/Checksums.h"
 #include "IO/DataBuffer.h"
 #include "IO/Encodings.h"
