@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,12 +59,23 @@ protected:
         return source;
     }
 
-    // Names in the directory that look like a temporary for "dest".
+    // Names in the directory that look like a temporary for "dest". Listed
+    // with readdir64: a 32-bit readdir fails on the large directory offsets a
+    // 64-bit host returns under the processor emulator, and would list nothing.
     std::vector<std::string> Temporaries() const
     {
         std::vector<std::string> found;
-        for (const std::string& name : dir.List())
+        DIR* listing = opendir(dir.Path().c_str());
+        EXPECT_NE(nullptr, listing);
+        while (listing != nullptr)
         {
+            const dirent64* entry = readdir64(listing);
+            if (entry == nullptr)
+            {
+                closedir(listing);
+                break;
+            }
+            const std::string name = entry->d_name;
             if (name.size() == std::string("dest.XXXXXX").size() && name.compare(0, 5, "dest.") == 0)
             {
                 found.push_back(name);
