@@ -4,6 +4,7 @@
 
 #include "Utilities/Assert.h"
 #include "Utilities/CrashHandler.h"
+#include "Utilities/FileCopy.h"
 #include "Utilities/FileUtilities.h"
 #include "Utilities/Profiler.h"
 #include "Utilities/StaticSingleton.h"
