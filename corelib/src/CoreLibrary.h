@@ -32,6 +32,7 @@
 #include "IO/Encodings.h"
 #include "IO/ObjectStore.h"
 #include "IO/Tokeniser.h"
+#include "IO/XML.h"
 
 #include "Formats/AppendOnlyFile.h"
 
