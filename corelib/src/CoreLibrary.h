@@ -35,5 +35,6 @@
 #include "IO/XML.h"
 
 #include "Formats/AppendOnlyFile.h"
+#include "Formats/KMLWriter.h"
 
 #endif
