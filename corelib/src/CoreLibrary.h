@@ -36,7 +36,9 @@
 #include "IO/ObjectStore.h"
 #include "IO/Serial.h"
 #include "IO/Tokeniser.h"
+#include "IO/XML.h"
 
 #include "Formats/AppendOnlyFile.h"
+#include "Formats/KMLWriter.h"
 
 #endif
