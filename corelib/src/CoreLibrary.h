@@ -35,4 +35,8 @@
 
 #include "Formats/AppendOnlyFile.h"
 
+#include "Guidance/PolyLine.h"
+#include "Guidance/PolyLineOffset.h"
+#include "Guidance/PolySpline.h"
+
 #endif
