@@ -17,6 +17,7 @@
 #include "Maths/LinearInterpolator.h"
 #include "Maths/Maths.h"
 #include "Maths/Random.h"
+#include "Maths/Sun.h"
 #include "Maths/Transformation.h"
 #include "Maths/TransformationStack.h"
 #include "Maths/Vector.h"
