@@ -41,4 +41,8 @@
 #include "Formats/AppendOnlyFile.h"
 #include "Formats/KMLWriter.h"
 
+#include "Guidance/PolyLine.h"
+#include "Guidance/PolyLineOffset.h"
+#include "Guidance/PolySpline.h"
+
 #endif
