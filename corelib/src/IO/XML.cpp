@@ -43,18 +43,20 @@ void AppendIndent(std::string& out, const std::string& indent, unsigned int leve
 // Appends value with & > < ' " replaced by their entities.
 void AppendEscapedAttribute(std::string& out, const std::string& value)
 {
-    for (char c : value)
+    std::size_t start = 0;
+    for (std::size_t special; (special = value.find_first_of("&><'\"", start)) != std::string::npos; start = special + 1)
     {
-        switch (c)
+        out.append(value, start, special - start);
+        switch (value[special])
         {
         case '&': out += "&amp;"; break;
         case '>': out += "&gt;"; break;
         case '<': out += "&lt;"; break;
         case '\'': out += "&apos;"; break;
-        case '"': out += "&quot;"; break;
-        default: out += c; break;
+        default: out += "&quot;"; break;
         }
     }
+    out.append(value, start, std::string::npos);
 }
 
 void AppendAttribute(std::string& out, const std::string& name, const std::string& value)
