@@ -205,17 +205,20 @@ TEST_F(PolyLineOffsetTest, CollapseReplacesTwoVerticesByOneAtTheSameDistance)
     EXPECT_NEAR(v[3].BisectorAtDistance(collapse).y, v[2].BisectorAtDistance(collapse).y, 1e-9);
 }
 
-// Three rays meeting at the origin: the same line elsewhere has its middle
-// vertex end where the rays meet, but at the origin the meeting is taken for
-// parallel rays and the middle vertex never ends.
+// East from (0,10) to (10,10), then south to (10,-5). The first vertex's ray
+// runs down x = 0 and the corner's along (-1,-1): they meet exactly at the
+// origin at d = 10, which is taken for parallel rays, so the corner lives on
+// until its ray meets the last vertex's (along y = -5) at d = 15. The same line
+// moved away from the origin ends the corner at 10. Axis-aligned, these rays
+// meet at exactly (0, 0) with or without fused multiply-add.
 TEST_F(PolyLineOffsetTest, RaysMeetingExactlyAtTheOriginMakeNoEvent)
 {
-    const Core::PolyLine atOrigin = MakeLine({Vec3(-10, 10, 0), Vec3(0, 20, 0), Vec3(10, 10, 0)});
-    const Core::PolyLine shifted = MakeLine({Vec3(990, 1010, 0), Vec3(1000, 1020, 0), Vec3(1010, 1010, 0)});
+    const Core::PolyLine atOrigin = MakeLine({Vec3(0, 10, 0), Vec3(10, 10, 0), Vec3(10, -5, 0)});
+    const Core::PolyLine shifted = MakeLine({Vec3(1000, 1010, 0), Vec3(1010, 1010, 0), Vec3(1010, 995, 0)});
     ASSERT_EQ(atOrigin.GetOffsetVerticies().size(), 3u);
-    EXPECT_EQ(atOrigin.GetOffsetVerticies()[1].maxDistance, 10000.0);
+    EXPECT_NEAR(atOrigin.GetOffsetVerticies()[1].maxDistance, 15.0, 1e-9);
     ASSERT_EQ(shifted.GetOffsetVerticies().size(), 3u);
-    EXPECT_NEAR(shifted.GetOffsetVerticies()[1].maxDistance, 10.0 * std::sqrt(2.0), 1e-9);
+    EXPECT_NEAR(shifted.GetOffsetVerticies()[1].maxDistance, 10.0, 1e-9);
 }
 
 TEST_F(PolyLineOffsetTest, MaximumParallelOffsetBoundsEveryRange)
