@@ -82,6 +82,13 @@ TEST_F(TimeTest, OtherConstructorsConvertWithoutNormalising)
     timeval tv{6, 1234567};
     EXPECT_EQ(Fields(6, 1234567), F(Time(tv)));
 
+    if constexpr (sizeof(long) > 4)
+    {
+        // A 64-bit long keeps its low 32 bits, as on the device.
+        EXPECT_EQ(Fields(5, -1), F(Time(static_cast<long>(0x100000005LL), static_cast<long>(0x1FFFFFFFFLL))));
+        EXPECT_EQ(INT32_MIN, Time(static_cast<long>(0x80000000LL)).Seconds());
+    }
+
     Time(8L, 250000L).AsTimespec(ts);
     EXPECT_EQ(8, ts.tv_sec);
     EXPECT_EQ(250000000, ts.tv_nsec);
