@@ -13,7 +13,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace Core
 {
@@ -74,14 +73,10 @@ public:
     int Reset();
 
 private:
-    // Reads exactly length bytes into m_body, growing it only as bytes arrive
-    // so that a damaged length never causes a large allocation. False when
-    // fewer arrive.
-    bool ReadBody(unsigned int length);
-
-    // Scratch space for candidate bodies, kept between reads so that reading
-    // a run of blocks does not allocate for each one.
-    std::vector<unsigned char> m_body;
+    // Appends exactly length bytes read from the store to payload, growing it
+    // only as bytes arrive so that a damaged length never causes a large
+    // allocation. False when fewer arrive (payload then holds what did).
+    bool ReadPayload(IO::CDataBuffer& payload, unsigned int length);
 };
 
 // The block store over a Linux file opened for appending. Reads go through a
@@ -110,6 +105,9 @@ public:
 private:
     // Bytes fetched from the file per buffered read.
     static const int kReadBufferSize = 64 * 1024;
+    // Requests at least this large, once the buffer is used up, are read
+    // straight into the caller's memory.
+    static const int kDirectReadMinimum = 16 * 1024;
 
     // Forgets the buffered bytes; the descriptor's position becomes the read position.
     void DropReadBuffer();

@@ -260,11 +260,23 @@ CDataBuffer& CDataBuffer::Add(double v)
 
 CDataBuffer& CDataBuffer::Add(const unsigned char* p, unsigned int n)
 {
-    unsigned char* out = AppendSpace(n);
+    unsigned char* out = AddSpace(n);
     if (n > 0)
         std::memcpy(out, p, n);
-    m_length += n;
     return *this;
+}
+
+unsigned char* CDataBuffer::AddSpace(unsigned int n)
+{
+    unsigned char* out = AppendSpace(n);
+    m_length += n;
+    return out;
+}
+
+void CDataBuffer::Truncate(unsigned int length)
+{
+    if (length < m_length)
+        m_length = length;
 }
 
 CDataBuffer& CDataBuffer::Add(const char* s)

@@ -209,6 +209,21 @@ TEST_F(DataBufferTest, RawDataIsBoundedByCapacityButStringDataByLength)
     EXPECT_EQ("keep:x", out);
 }
 
+TEST_F(DataBufferTest, SpaceFilledInPlaceCanBeTakenBack)
+{
+    CDataBuffer b(CDataBuffer::BigEndian, 4);
+    b.Add(static_cast<unsigned char>(1));
+    unsigned char* space = b.AddSpace(5000);
+    space[0] = 2;
+    space[4999] = 3;
+    EXPECT_EQ(5001u, b.Length());
+    EXPECT_EQ(3, b.GetValue(5000)) << "the space lies in the grown storage";
+    b.Truncate(2);
+    EXPECT_EQ("01 02", Written(b));
+    b.Truncate(10);
+    EXPECT_EQ(2u, b.Length()) << "truncating never lengthens";
+}
+
 TEST_F(DataBufferTest, FixedStringFormsDifferInPadding)
 {
     CDataBuffer b;
