@@ -61,8 +61,8 @@ public:
 
     // Appends one block and flushes it. True only when the header and the
     // payload were written completely and the flush succeeded; a partial write
-    // stays in the store and readers skip it. Payloads of 2^31 - 13 bytes or
-    // more are refused before anything is written.
+    // stays in the store and readers skip it. Payloads longer than 2^31 - 13
+    // bytes are refused before anything is written.
     bool WriteBlock(unsigned short tag, const IO::CDataBuffer& payload);
     // Reads forward from the read position to the next intact block, stores its
     // tag and appends its payload to payload (which is not cleared). False when
@@ -75,7 +75,8 @@ public:
 private:
     // Appends exactly length bytes read from the store to payload, growing it
     // only as bytes arrive so that a damaged length never causes a large
-    // allocation. False when fewer arrive (payload then holds what did).
+    // allocation. False when fewer arrive; payload is then longer than what
+    // arrived, and the caller truncates it.
     bool ReadPayload(IO::CDataBuffer& payload, unsigned int length);
 };
 
