@@ -153,7 +153,8 @@ public:
     int GetPackedInt32();
 
     // Copies n bytes to dst. The limit checked is the capacity, not the written
-    // length, so bytes allocated but never written can be read.
+    // length, so bytes allocated but never written can be read (as zeros, or
+    // as whatever was written there before a Reset or Truncate).
     // Requires: dst has room for n bytes.
     bool GetData(unsigned char* dst, unsigned int n) const;
     // Appends n bytes to out (out keeps its contents).

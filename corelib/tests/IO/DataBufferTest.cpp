@@ -202,6 +202,14 @@ TEST_F(DataBufferTest, RawDataIsBoundedByCapacityButStringDataByLength)
     EXPECT_FALSE(b.GetData(raw, 5));
     EXPECT_TRUE(b.InError());
 
+    // Storage never written reads as zeros, also after growth.
+    CDataBuffer fresh(CDataBuffer::BigEndian, 2);
+    fresh.Add(0x41424344u);
+    unsigned char tail[4] = {9, 9, 9, 9};
+    fresh.SeekTo(4094);  // capacity 2 + 4096
+    EXPECT_TRUE(fresh.GetData(tail, 4));
+    EXPECT_EQ(Bytes({0, 0, 0, 0}), std::string(tail, tail + 4));
+
     b.SeekTo(0);
     std::string out = "keep:";
     EXPECT_FALSE(b.GetData(out, 2)) << "the string copy checks the written length";
