@@ -165,6 +165,7 @@ TEST_F(FSMTest, StartIndexOutsideTheStatesNeverRunsAnything)
         machine.Update();
         machine.Update();
         EXPECT_TRUE(Take().empty());
+        EXPECT_EQ(-1, machine.CurrentState());
         machine.GoTo(0);
         machine.Update();
         EXPECT_EQ((Events{"update 0", "leave 0 -> 1", "enter 1"}), Take());
