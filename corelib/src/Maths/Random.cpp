@@ -41,6 +41,8 @@ Random::Random(const Random& other)
 
 Random& Random::operator=(const Random& other)
 {
+    if (this == &other)
+        return *this;
     std::memcpy(m_state, other.m_state, sizeof(m_state));
     m_left = other.m_left;
     // The position is rebuilt from the count: a copied pointer would point into the source.
@@ -78,7 +80,9 @@ void Random::Seed(unsigned int* key, int length)
     Initialize(19650218u);
     int i = 1;
     int j = 0;
-    for (int k = (N > length ? N : length); k > 0; --k)
+    // An empty key mixes nothing in, rather than reading a word that is not there.
+    const int keyRounds = length > 0 ? (N > length ? N : length) : 0;
+    for (int k = keyRounds; k > 0; --k)
     {
         m_state[i] = (m_state[i] ^ ((m_state[i - 1] ^ (m_state[i - 1] >> 30)) * 1664525u)) + key[j] +
                      static_cast<unsigned int>(j);
@@ -118,6 +122,10 @@ void Random::Load(unsigned int* in)
 {
     std::memcpy(m_state, in, sizeof(m_state));
     m_left = static_cast<int>(in[N]);
+    // A damaged count must not place the read position outside the state:
+    // treat the block as spent, so the next draw twists the loaded words.
+    if (m_left < 0 || m_left > N)
+        m_left = 0;
     m_next = m_state + (N - m_left);
 }
 

@@ -36,12 +36,14 @@ public:
     // Initialize(seed) then Reload().
     void Seed(unsigned int seed);
     // The reference array initialisation, then Reload(). Requires: key holds
-    // length words and length > 0. Borrows key for the call only.
+    // length words. A length of 0 or less skips the key (key is not read).
+    // Borrows key for the call only.
     void Seed(unsigned int* key, int length);
 
     // Writes the N state words and the count of words left to out[0 .. SAVE-1].
     void Save(unsigned int* out) const;
-    // Restores a state written by Save from in[0 .. SAVE-1]. Requires: in[N] is in 0 .. N.
+    // Restores a state written by Save from in[0 .. SAVE-1]. A count in[N]
+    // outside 0 .. N is taken as 0: the next draw reloads.
     void Load(unsigned int* in);
 
     // The next 32-bit output.

@@ -34,6 +34,8 @@ struct Vector2
     Vector2 operator-() const { return Vector2(-x, -y); }
     Vector2 operator*(T s) const { return Vector2(x * s, y * s); }
     Vector2 operator/(T s) const { return Vector2(x / s, y / s); }
+    // A friend rather than a template, so an int scalar converts as in v * 2.
+    friend Vector2 operator*(T s, const Vector2& v) { return v * s; }
     Vector2& operator+=(const Vector2& v) { x += v.x; y += v.y; return *this; }
     Vector2& operator-=(const Vector2& v) { x -= v.x; y -= v.y; return *this; }
     Vector2& operator*=(T s) { x *= s; y *= s; return *this; }
@@ -71,6 +73,7 @@ struct Vector3
     Vector3 operator-() const { return Vector3(-x, -y, -z); }
     Vector3 operator*(T s) const { return Vector3(x * s, y * s, z * s); }
     Vector3 operator/(T s) const { return Vector3(x / s, y / s, z / s); }
+    friend Vector3 operator*(T s, const Vector3& v) { return v * s; }
     Vector3& operator+=(const Vector3& v) { x += v.x; y += v.y; z += v.z; return *this; }
     Vector3& operator-=(const Vector3& v) { x -= v.x; y -= v.y; z -= v.z; return *this; }
     Vector3& operator*=(T s) { x *= s; y *= s; z *= s; return *this; }
@@ -89,18 +92,6 @@ struct Vector3
     // This vector divided by its length; a zero vector gives NaN components.
     Vector3 Normalised() const { return *this / Length(); }
 };
-
-template <class T>
-Vector2<T> operator*(T s, const Vector2<T>& v)
-{
-    return v * s;
-}
-
-template <class T>
-Vector3<T> operator*(T s, const Vector3<T>& v)
-{
-    return v * s;
-}
 
 // A 3x3 matrix: exactly nine T, row-major (element (r, c) at r*3 + c).
 // Default construction gives the identity.

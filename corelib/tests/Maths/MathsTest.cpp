@@ -99,15 +99,6 @@ TEST(AngleHelpers, ClampAngleKeepsBothEndsAndZeroesAbnormalInput)
     EXPECT_EQ(0.0f, Core::Maths::ClampAngle(std::numeric_limits<float>::quiet_NaN()));
 }
 
-TEST(AngleHelpers, ConversionMultipliesByTheStoredConstant)
-{
-    EXPECT_EQ(90.0 * Math<double>::DEG_TO_RAD, Core::Maths::Deg2Rad(90.0));
-    EXPECT_EQ(Core::Maths::Deg2Rad(33.0), Core::Maths::Radians(33.0));
-    EXPECT_EQ(Core::Maths::Rad2Deg(0.7), Core::Maths::Degrees(0.7));
-    // The float constant is 180.0f / 3.1415927f, so float pi converts to exactly 180.
-    EXPECT_EQ(180.0f, Core::Maths::Rad2Deg(Math<float>::PI));
-}
-
 TEST(AngleHelpers, IsAbnormalOnlyForNanAndInfinities)
 {
     EXPECT_TRUE(Core::Maths::IsAbnormal(std::numeric_limits<double>::quiet_NaN()));
@@ -185,7 +176,8 @@ TEST(Vectors, ArithmeticAndProducts)
 {
     EXPECT_EQ(Vector3<double>(0, 0, 0), Vector3<double>());
     EXPECT_EQ(Vector2<double>(0, 0), Vector2<double>());
-    EXPECT_EQ(Vector2<double>(6, 8), 2.0 * Vector2<double>(3, 4));
+    EXPECT_EQ(Vector2<double>(6, 8), 2 * Vector2<double>(3, 4));
+    EXPECT_EQ(Vector3<double>(3, 6, 9), 3 * Vector3<double>(1, 2, 3));
     EXPECT_EQ(Vector2<double>(0.6, 0.8), Vector2<double>(3, 4).Normalised());
     EXPECT_EQ(5.0, Vector2<double>(3, 4).Length());
     EXPECT_EQ(Vector3<double>(-1, -1.5, -2), -Vector3<double>(2, 3, 4) / 2.0);

@@ -73,6 +73,11 @@ TEST_F(RandomTest, ArraySeedingMatchesThePublishedOutputs)
         longKey[i] = i * 2654435761u;
     Core::Random fromLong(longKey.data(), 700);
     EXPECT_EQ((std::vector<unsigned int>{1179226133u, 532799835u, 517808143u, 2867954353u}), Draw(fromLong, 4));
+
+    // An empty key is not read: its pointer is null here, so a read would crash.
+    std::vector<unsigned int> empty;
+    Core::Random a(empty.data(), 0), b(empty.data(), 0);
+    EXPECT_EQ(Draw(a, 700), Draw(b, 700));
 }
 
 TEST_F(RandomTest, InitializeAloneDoesNotTwist)
@@ -105,6 +110,17 @@ TEST_F(RandomTest, SaveAndLoadContinueTheSequenceAtEveryPositionInABlock)
         restored.Load(saved.data());
         EXPECT_EQ(Reference(2024, drawn, 1500), Draw(restored, 1500));
     }
+
+    // A damaged count is taken as a spent block: the loaded words are twisted
+    // first, exactly as after the last word of a block.
+    Core::Random original(2024);
+    Draw(original, 624);
+    std::vector<unsigned int> saved(Core::Random::SAVE);
+    original.Save(saved.data());
+    saved[Core::Random::N] = 5000;
+    Core::Random damaged;
+    damaged.Load(saved.data());
+    EXPECT_EQ(Reference(2024, 624, 700), Draw(damaged, 700));
 }
 
 TEST_F(RandomTest, CopiesContinueIndependently)

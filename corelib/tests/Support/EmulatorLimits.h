@@ -1,15 +1,16 @@
 // Probes for faults of the processor emulator rather than of the library.
-// The device's C library computes sin, cos and tan with floating-point status
-// instructions that older processors decode as a plain status read; the user-mode
-// emulator raises an illegal-instruction signal for them instead. Tests that need
-// those functions skip on such an emulator and run everywhere else.
+// The device's C library enters sin, cos, tan, atan and atan2 with a
+// floating-point status instruction that older processors decode as a plain
+// status read; the user-mode emulator raises an illegal-instruction signal for
+// it instead. Tests that need those functions skip on such an emulator and run
+// everywhere else.
 #ifndef CORELIB_TESTS_SUPPORT_EMULATORLIMITS_H
 #define CORELIB_TESTS_SUPPORT_EMULATORLIMITS_H
 
 namespace CoreTest
 {
 
-// True when sin, cos and tan can be called in this process without a signal.
+// True when sin, cos, tan, atan and atan2 can be called in this process without a signal.
 // Probed once, in a child process.
 bool TrigonometryWorks();
 
@@ -20,7 +21,7 @@ bool TrigonometryWorks();
     do                                                                                                         \
     {                                                                                                          \
         if (!CoreTest::TrigonometryWorks())                                                                    \
-            GTEST_SKIP() << "the processor emulator cannot run the C library's sin, cos and tan";              \
+            GTEST_SKIP() << "the processor emulator cannot run the C library's trigonometry";              \
     } while (0)
 
 #endif
