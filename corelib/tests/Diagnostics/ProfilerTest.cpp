@@ -50,7 +50,7 @@ void Call(Profiler& profiler, const char* name, const char* file = nullptr, int 
     profiler.Exit();
 }
 
-TEST(ProfilerTest, CallPathsAreKeyedByNamePointerAndAnUnmatchedExitClosesTheRoot)
+TEST(ProfilerTest, CallPathsAreKeyedByNamePointerAnUnmatchedExitClosesTheRootAndTagsRecord)
 {
     // The same text at two call sites: two distinct pointers, so two nodes.
     static const char workHere[] = "Work", workThere[] = "Work";
@@ -69,6 +69,18 @@ TEST(ProfilerTest, CallPathsAreKeyedByNamePointerAndAnUnmatchedExitClosesTheRoot
     profiler.Exit();
     EXPECT_EQ(&profiler.Root(), profiler.Current());
     EXPECT_EQ(1, profiler.Root().m_calls) << "the unmatched exit counted on the root";
+
+    // Tags record into the process's profiler.
+    Profiler& process = Core::Patterns::StaticSingleton<Profiler>::ref();
+    {
+        Profiler::ProfileTag tag(workHere, __FILE__, __LINE__);
+        Profiler::ProfileTag nested(workThere, __FILE__, __LINE__);
+    }
+    EXPECT_EQ(&process.Root(), process.Current());
+    const Profiler::Profile& tagged = process.Root().m_children.back();
+    EXPECT_EQ(workHere, tagged.m_name);
+    ASSERT_EQ(1u, tagged.m_children.size());
+    EXPECT_EQ(workThere, tagged.m_children.front().m_name);
 }
 
 TEST(ProfilerTest, RowsNestWithOneDashPerLevelAndCarryCallsAndTimes)
@@ -106,21 +118,6 @@ TEST(ProfilerTest, RowsNestWithOneDashPerLevelAndCarryCallsAndTimes)
     EXPECT_GE(total, 0.006);
     EXPECT_LE(min + max, total + 1e-9) << "min and max are two of the three calls";
     EXPECT_NEAR(total / 3, avg, 1e-9);
-}
-
-TEST(ProfilerTest, ProfileTagsRecordIntoTheProcessProfiler)
-{
-    Profiler& profiler = Core::Patterns::StaticSingleton<Profiler>::ref();
-    const char* outer = "TagOuter";
-    {
-        Profiler::ProfileTag tag(outer, __FILE__, __LINE__);
-        Profiler::ProfileTag nested("TagInner", __FILE__, __LINE__);
-    }
-    EXPECT_EQ(&profiler.Root(), profiler.Current());
-    const Profiler::Profile& node = profiler.Root().m_children.back();
-    EXPECT_EQ(outer, node.m_name);
-    ASSERT_EQ(1u, node.m_children.size());
-    EXPECT_EQ(1, node.m_children.front().m_calls);
 }
 
 TEST(ProfilerTest, DumpDataWritesTheReportOntoTheStick)

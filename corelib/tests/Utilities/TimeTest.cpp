@@ -93,6 +93,8 @@ TEST(TimeTest, AsTimeAndAsMillisecondsKeepTheirRoundingRulesAndThe32BitProduct)
 
 TEST(TimeTest, SumsCarryOnlyAboveOneMillionAndComparisonsSeeTheFieldsAsStored)
 {
+    static_assert(std::is_same_v<MonotonicTime, decltype(MonotonicTime() + 0.5)>);
+    static_assert(std::is_same_v<Time, decltype(MonotonicTime() + Time())>, "inherited operators stay visible");
     const Time a(0L, 600000L);
     const std::pair<Time, Fields> cases[] = {
         {a + a, {0, 1200000}},
@@ -106,6 +108,11 @@ TEST(TimeTest, SumsCarryOnlyAboveOneMillionAndComparisonsSeeTheFieldsAsStored)
         {[] { Time t(5L, 999999L); t.AddUS(2000002); return t; }(), {8, 1}},
         {[] { Time t; t.AddUS(-2000000); return t; }(), {0, -2000000}},
         {[] { Time t; t.AddMS(1000); t.AddMS(1); return t; }(), {1, 1000}},
+        // A monotonic time adds a double field by field, without carrying.
+        {MonotonicTime(0L) + 0.7 + 0.5, {0, 1200000}},
+        {MonotonicTime(0L) + 0.7 + -1.5, {-1, 200000}},
+        // 1.9 - 1 is 0.8999999999999999 in binary, so the added fraction truncates to 899999.
+        {MonotonicTime(0L) + 0.5 + 1.9, {1, 1399999}},
     };
     for (size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(cases[i].second, F(cases[i].first)) << "case " << i;
@@ -154,18 +161,6 @@ TEST(TimeTest, GPSFractionsTruncateUseSinglePrecisionAndTheSecondCountWraps)
     const Time earliest(static_cast<long>(INT32_MIN));
     EXPECT_EQ(std::make_pair(3028, 184463.0), GPS(earliest));
     EXPECT_EQ(std::make_pair(3028, 184463000), GPSMS(earliest));
-}
-
-TEST(MonotonicTimeTest, PlusDoubleAddsFieldByFieldAndTruncates)
-{
-    static_assert(std::is_same_v<MonotonicTime, decltype(MonotonicTime() + 0.5)>);
-    static_assert(std::is_same_v<Time, decltype(MonotonicTime() + Time())>, "inherited operators stay visible");
-
-    const MonotonicTime a = MonotonicTime(0L) + 0.7;
-    EXPECT_EQ(Fields(0, 1200000), F(a + 0.5));
-    // 1.9 - 1 is 0.8999999999999999 in binary, so the added fraction truncates to 899999.
-    EXPECT_EQ(Fields(1, 1399999), F(MonotonicTime(0L) + 0.5 + 1.9));
-    EXPECT_EQ(Fields(-1, 200000), F(a + -1.5));
 }
 
 TEST(ClockTest, NowFollowsItsClockMonotonicTimeNeverGoesBackwardsAndDeadlinesExpire)
