@@ -36,6 +36,8 @@ public:
     // Throws ToolError when the rename fails.
     void Finish();
 
+    // Records queued but not yet written.
+    int Outstanding() { return m_worker.GetQueueSize(); }
     int Written() const { return m_written; }
     int Failed() const { return m_failed; }
 

@@ -94,7 +94,7 @@ std::string StickFrom(const Options& options)
     return Core::Utilities::USBPresent() ? kStickDirectory : "";
 }
 
-// Shows fixes, rate and cross-track on one line, at most five times a second.
+// Shows fixes, records written, their rate and the cross-track on one line, at most five times a second.
 class StatusLine
 {
 public:
@@ -107,12 +107,13 @@ public:
         const double elapsed = std::chrono::duration<double>(now - m_last).count();
         if (!m_enabled || latest == nullptr || elapsed < 0.2)
             return;
-        const long fixes = static_cast<long>(replayer.Records().size());
-        std::printf("\r  fixes %7ld   rate %6.1f /s   pass %3d   cross-track %+7.3f m ", fixes,
-                    (fixes - m_lastFixes) / elapsed, latest->pass, latest->crossTrack);
+        const long written = replayer.RecordsWritten();
+        std::printf("\r  fixes %7ld   recorded %7ld   rate %6.1f /s   pass %3d   cross-track %+7.3f m ",
+                    static_cast<long>(replayer.Records().size()), written, (written - m_lastWritten) / elapsed,
+                    latest->pass, latest->crossTrack);
         std::fflush(stdout);
         m_last = now;
-        m_lastFixes = fixes;
+        m_lastWritten = written;
         m_shown = true;
     }
 
@@ -127,7 +128,7 @@ public:
 private:
     bool m_enabled;
     std::chrono::steady_clock::time_point m_last;
-    long m_lastFixes = 0;
+    long m_lastWritten = 0;
     bool m_shown = false;
 };
 
@@ -188,6 +189,12 @@ int RunReplay(const Field& field, const std::string& outputDirectory, const std:
     Replayer replayer(field, directory + kRecordFile);
     StatusLine status(terminal);
     feed(replayer, status);
+    // Input outruns the medium: keep the status moving while the records land.
+    while (replayer.ProcessCompletions() > 0)
+    {
+        status.Update(replayer);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
     replayer.Finish();
     status.Close();
 

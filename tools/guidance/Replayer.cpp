@@ -47,6 +47,12 @@ void Replayer::Finish()
     m_writer.Finish();
 }
 
+int Replayer::ProcessCompletions()
+{
+    m_writer.Process();
+    return m_writer.Outstanding();
+}
+
 void Replayer::HandleLine(const std::string& line)
 {
     if (IsBlank(line))

@@ -52,6 +52,10 @@ public:
     // record and renames the record file into place.
     void Finish();
 
+    // Runs the completions of the records written so far and returns how many
+    // are still waiting for the medium.
+    int ProcessCompletions();
+
     const ReplayCounts& Counts() const { return m_counts; }
     // The records made so far, in order.
     const std::vector<FixRecord>& Records() const { return m_records; }

@@ -4,6 +4,7 @@
 #include "Utilities/FileUtilities.h"
 #include "Utilities/Version.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -38,7 +39,8 @@ void WriteOutput(const std::string& path, const std::string& contents)
 {
     if (path == "-")
     {
-        if (std::fwrite(contents.data(), 1, contents.size(), stdout) != contents.size() || std::fflush(stdout) != 0)
+        const bool written = std::fwrite(contents.data(), 1, contents.size(), stdout) == contents.size();
+        if ((!written || std::fflush(stdout) != 0) && errno != EPIPE)
             throw ToolError("cannot write to standard output");
         return;
     }

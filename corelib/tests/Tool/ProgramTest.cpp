@@ -122,6 +122,17 @@ TEST_F(ProgramTest, EveryCommandHasHelpAndTheProgramAVersion)
     EXPECT_EQ("guidance 1.0.0 (software ", version.output.substr(0, 25));
 }
 
+TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)
+{
+    // The broken pipe ends the output quietly: status 0 and nothing on stderr.
+    const CoreTest::ChildResult result = CoreTest::RunCommand(
+        "cd " + m_dir.Path() + " && { " + ToolTest::GuidanceCommand() +
+        " simulate 2>err.txt; echo $? > status.txt; } | head -c 100 > /dev/null");
+    EXPECT_EQ(0, result.exitStatus);
+    EXPECT_EQ("0\n", ReadBytes(File("status.txt")));
+    EXPECT_EQ("", Stderr());
+}
+
 // The demonstration on a short field: its files, the KML read back by GDAL,
 // the stick copy, and dump over a damaged record file.
 TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
