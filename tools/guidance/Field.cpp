@@ -73,7 +73,10 @@ Field Field::FromText(const std::string& text, const std::string& source)
                 GeoPoint{PointCoordinate(child, "lat", 90, source), PointCoordinate(child, "lon", 180, source)});
     if (field.points.size() < 2)
         throw ToolError(source + ": the guidance line needs at least two points");
-    return field;
+    for (const GeoPoint& point : field.points)
+        if (point.latitude != field.points[0].latitude || point.longitude != field.points[0].longitude)
+            return field;
+    throw ToolError(source + ": the guidance line's points all coincide");
 }
 
 Field Field::Sample()

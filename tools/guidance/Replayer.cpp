@@ -17,6 +17,9 @@ using Core::Nmea::CNmeaParser;
 // A type the parser never writes: still set after a call means the checksum failed.
 const Core::Nmea::NmeaSentenceTypes kNotIdentified = static_cast<Core::Nmea::NmeaSentenceTypes>(-1);
 
+// Longest text kept while waiting for a line end.
+const std::size_t kLongestLine = 1024;
+
 bool IsBlank(const std::string& line)
 {
     return line.find_first_not_of(" \t\r\n") == std::string::npos;
@@ -35,6 +38,13 @@ void Replayer::Feed(const std::string& chunk)
     for (std::size_t end; (end = m_partialLine.find('\n', start)) != std::string::npos; start = end + 1)
         HandleLine(m_partialLine.substr(start, end + 1 - start));
     m_partialLine.erase(0, start);
+    // A sentence is at most 82 characters; noise without line ends is taken
+    // as one bad line rather than held without limit.
+    if (m_partialLine.size() > kLongestLine)
+    {
+        HandleLine(m_partialLine);
+        m_partialLine.clear();
+    }
     m_writer.Process();
 }
 

@@ -52,7 +52,7 @@ TEST_F(ReplayTest, EverySentenceIsCountedOnce)
     const std::string truncated = gga.substr(0, 30) + "\r\n";
     const std::string input = gga + VtgSentence(fix) + badChecksum + "\r\n" + truncated +
                               GsaSentence(12, 0.8) + "$GPRMC,garbage*00\r\n" + "   \r\n" + "$GPZDA,1" +
-                              "\r\n" + GgaSentence(FixNorthOfStart(1, 100.1));
+                              "\r\n" + std::string(3000, 'x') + "\r\n" + GgaSentence(FixNorthOfStart(1, 100.1));
     Replayer replayer(Field::Sample(), RecordPath());
     // Fed in awkward pieces, as a serial port delivers it.
     for (std::size_t at = 0; at < input.size(); at += 7)
@@ -60,11 +60,11 @@ TEST_F(ReplayTest, EverySentenceIsCountedOnce)
     replayer.Finish();
 
     const ReplayCounts& counts = replayer.Counts();
-    EXPECT_EQ(8, counts.read);        // blank lines do not count
+    EXPECT_EQ(11, counts.read);       // blank lines do not count; the noise is cut every 1 KiB or so
     EXPECT_EQ(3, counts.decoded);     // two GGA and a VTG; the last GGA had no line end
     EXPECT_EQ(2, counts.checksum);    // the changed digit and the RMC's made-up checksum
     EXPECT_EQ(1, counts.malformed);   // the truncated GGA (no checksum to fail)
-    EXPECT_EQ(2, counts.unsupported); // GSA and the ZDA fragment
+    EXPECT_EQ(5, counts.unsupported); // GSA, the ZDA fragment and three pieces of noise
     ASSERT_EQ(2u, replayer.Records().size());
     EXPECT_EQ(2, replayer.RecordsWritten());
     // The first fix took the track sentence after it; the last had none.

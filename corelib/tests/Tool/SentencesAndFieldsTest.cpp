@@ -185,6 +185,9 @@ TEST(Field, MalformedFilesNameTheirFault)
         {replace("lon=\"20.000000000\"", "lon=\"east\""), "point lon 'east'"},
         {replace("lat=\"10.000000000\"", "latitude=\"10\""), "no 'lat' attribute"},
         {"<field><guidance><width>3</width><point lat=\"1\" lon=\"2\"/></guidance></field>", "at least two"},
+        {"<field><guidance><width>3</width><point lat=\"1\" lon=\"2\"/><point lat=\"1\" lon=\"2\"/></guidance>"
+         "</field>",
+         "all coincide"},
     };
     for (const Case& c : cases)
     {
