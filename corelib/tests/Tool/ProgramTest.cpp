@@ -268,7 +268,7 @@ TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
             sender.slave + " --baud 115200 --speedup 25 2>err.txt || exit 98; wait $!",
         120);
     stop = true;
-    relay.Join(5);
+    relay.Join();
     ASSERT_EQ(0, live.exitStatus) << live.output << Stderr() << ReadBytes(File("replay.txt"));
     EXPECT_EQ(static_cast<long>(ReadBytes(File("drive.nmea")).size()), carried.load());
 
