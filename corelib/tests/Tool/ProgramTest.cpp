@@ -170,6 +170,13 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
     ASSERT_GT(guidance.size(), 60u);
     EXPECT_NEAR(-56.2, guidance[0].first, 1e-9);
     EXPECT_NEAR(-34.9, guidance[0].second, 1e-9);
+    // Each kind of line refers to a style of its own, defined in the document.
+    const std::string kml = ReadBytes(File("run/drive.kml"));
+    for (const char* style : {"track", "guidance", "pass"})
+    {
+        EXPECT_NE(std::string::npos, kml.find("<Style id=\"" + std::string(style) + "\">")) << style;
+        EXPECT_NE(std::string::npos, kml.find("<styleUrl>#" + std::string(style) + "</styleUrl>")) << style;
+    }
     EXPECT_EQ(5u, OgrLine(ogr.output, "Pass 0").size());
     EXPECT_EQ(5u, OgrLine(ogr.output, "Pass 1").size());
 
@@ -278,6 +285,24 @@ TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
     EXPECT_TRUE(fromFile == fromSerial) << fromFile.size() << " records from the file, " << fromSerial.size()
                                         << " from the serial device";
     EXPECT_EQ(ReadBytes(File("fromfile/summary.txt")), ReadBytes(File("live/summary.txt")));
+}
+
+// Ctrl-C ends a serial replay the way silence does: the records, KML and
+// summary are completed, not abandoned.
+TEST_F(ProgramTest, InterruptedSerialReplayFinishesItsOutputs)
+{
+    PseudoTerminal receiver;
+    ASSERT_FALSE(receiver.slave.empty());
+    ASSERT_EQ(0, Run("simulate --passes 1 --output drive.nmea").exitStatus);
+    const std::string drive = ReadBytes(File("drive.nmea")).substr(0, 2000);
+    ASSERT_EQ(static_cast<ssize_t>(drive.size()), write(receiver.master, drive.data(), drive.size()));
+    const CoreTest::ChildResult result = CoreTest::RunCommand(
+        "cd " + m_dir.Path() + " || exit 99; " + ToolTest::GuidanceCommand() +
+        " replay --no-stick --output live --idle 60 --serial " + receiver.slave +
+        " > replay.txt 2>&1 & sleep 3; kill -INT $!; wait $!");
+    EXPECT_EQ(0, result.exitStatus) << ReadBytes(File("replay.txt"));
+    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}), ToolTest::ListDirectory(File("live")));
+    EXPECT_FALSE(GuidanceTool::ReadRecordFile(File("live/fixes.rec")).records.empty());
 }
 
 } // namespace
