@@ -211,8 +211,10 @@ int RunReplay(const Field& field, const std::string& outputDirectory, const std:
     std::fputs(summary.c_str(), stdout);
     if (replayer.RecordsFailed() > 0)
         std::printf("  %d records could not be written\n", replayer.RecordsFailed());
-    std::printf("Outputs in %s: %s%s %s\n", directory.c_str(), kRecordFile,
-                replayer.Plane() != nullptr ? (std::string(" ") + kKmlFile).c_str() : "", kSummaryFile);
+    std::string names;
+    for (const std::string& path : outputs)
+        names += " " + Core::Utilities::GetFileName(path);
+    std::printf("Outputs in %s:%s\n", directory.c_str(), names.c_str());
     if (!stick.empty())
         CopyToStick(outputs, stick, terminal);
     return replayer.RecordsFailed() > 0 ? 1 : 0;
