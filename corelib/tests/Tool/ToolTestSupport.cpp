@@ -23,11 +23,9 @@ CoreTest::ChildResult RunGuidance(const std::string& arguments, double timeoutSe
 std::vector<std::string> ListDirectory(const std::string& path)
 {
     std::vector<std::string> names;
-    // The 64-bit form: on a 32-bit build the plain readdir stops at the first
-    // entry whose inode number needs more than 32 bits, as the host's often do.
     if (DIR* directory = opendir(path.c_str()))
     {
-        while (const dirent64* entry = readdir64(directory))
+        while (const dirent* entry = readdir(directory))
             if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
                 names.push_back(entry->d_name);
         closedir(directory);
