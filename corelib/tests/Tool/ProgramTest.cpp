@@ -1,0 +1,308 @@
+// The built `guidance` program end to end: bad input, help and version, the
+// demonstration's outputs read back by independent readers, damaged record
+// files, and a live drive through pseudo-terminals.
+#include "RecordFile.h"
+#include "Support/BoundedThread.h"
+#include "Support/EmulatorLimits.h"
+#include "Support/TestSupport.h"
+#include "ToolTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sstream>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+using CoreTest::ReadBytes;
+using GuidanceTool::FixRecord;
+
+class ProgramTest : public ::testing::Test
+{
+protected:
+    // Runs the program in the test directory with stderr kept apart in err.txt.
+    CoreTest::ChildResult Run(const std::string& arguments, double timeoutSeconds = 120.0)
+    {
+        return CoreTest::RunCommand("cd " + m_dir.Path() + " && " + ToolTest::GuidanceCommand() + " " + arguments +
+                                        " 2>err.txt",
+                                    timeoutSeconds);
+    }
+    std::string Stderr() const { return ReadBytes(m_dir.File("err.txt")); }
+    std::string File(const std::string& name) const { return m_dir.File(name); }
+
+    void WriteField(const std::string& name, const std::string& text)
+    {
+        ASSERT_TRUE(CoreTest::WriteBytes(File(name), text));
+    }
+
+    CoreTest::TempDir m_dir;
+};
+
+// The coordinates of the first LINESTRING after the feature named `name` in
+// ogrinfo's listing, as (longitude, latitude) pairs.
+std::vector<std::pair<double, double>> OgrLine(const std::string& listing, const std::string& name)
+{
+    std::vector<std::pair<double, double>> points;
+    const std::size_t feature = listing.find("Name (String) = " + name + "\n");
+    if (feature == std::string::npos)
+        return points;
+    const std::size_t start = listing.find("LINESTRING (", feature);
+    const std::size_t end = listing.find(')', start);
+    std::string coordinates = listing.substr(start + 12, end - start - 12);
+    for (char& c : coordinates)
+        if (c == ',')
+            c = '\n';
+    std::istringstream in(coordinates);
+    double longitude = 0;
+    double latitude = 0;
+    while (in >> longitude >> latitude)
+        points.emplace_back(longitude, latitude);
+    return points;
+}
+
+TEST_F(ProgramTest, BadInputGivesOneMessageAndStatusTwo)
+{
+    WriteField("bad.xml", "<field><guidance><width>12</width>");
+    WriteField("drive.nmea", "$GPGGA,1*00\r\n");
+    struct Case
+    {
+        std::string arguments;
+        std::string message;
+    };
+    const Case cases[] = {
+        {"simulate --bogus", "unknown option '--bogus'"},
+        {"frobnicate", "unknown command 'frobnicate'"},
+        {"simulate --passes 0", "--passes must be"},
+        {"replay --output out --no-stick missing.nmea", "cannot read 'missing.nmea'"},
+        {"replay --output out --no-stick .", "'.' is a directory"},
+        {"replay --output out --no-stick --field bad.xml drive.nmea", "field file 'bad.xml' is not well-formed"},
+        {"replay --output out --no-stick --field missing.xml drive.nmea", "cannot read field file 'missing.xml'"},
+        {"replay --output out --serial /nonexistent/ttyS9", "cannot open serial device '/nonexistent/ttyS9'"},
+        {"replay --output out --serial /dev/null", "'/dev/null' is not a serial device"},
+        {"simulate --serial /dev/null --baud 14400", "unsupported baud rate 14400"},
+        {"demo --output out --field bad.xml", "not well-formed"},
+        {"demo --output out --stick missing", "stick directory 'missing' does not exist"},
+        {"dump missing.rec", "cannot read record file 'missing.rec'"},
+        {"dump", "exactly one record file"},
+    };
+    for (const Case& c : cases)
+    {
+        const CoreTest::ChildResult result = Run(c.arguments);
+        EXPECT_TRUE(result.exited) << c.arguments;
+        EXPECT_EQ(2, result.exitStatus) << c.arguments;
+        const std::string message = Stderr();
+        EXPECT_EQ("guidance: ", message.substr(0, 10)) << c.arguments;
+        EXPECT_NE(std::string::npos, message.find(c.message)) << c.arguments << ": " << message;
+        EXPECT_EQ(1, std::count(message.begin(), message.end(), '\n')) << c.arguments << ": " << message;
+        // Nothing was created: neither the output directory nor any file.
+        EXPECT_EQ((std::vector<std::string>{"bad.xml", "drive.nmea", "err.txt"}), m_dir.List()) << c.arguments;
+    }
+}
+
+TEST_F(ProgramTest, EveryCommandHasHelpAndTheProgramAVersion)
+{
+    for (const char* command : {"simulate", "replay", "dump", "info", "demo"})
+    {
+        const CoreTest::ChildResult result = Run(std::string(command) + " --help");
+        EXPECT_EQ(0, result.exitStatus) << command;
+        EXPECT_EQ("usage: guidance " + std::string(command), result.output.substr(0, 16 + std::strlen(command)));
+    }
+    const CoreTest::ChildResult version = Run("--version");
+    EXPECT_EQ(0, version.exitStatus);
+    EXPECT_EQ("guidance 1.0.0 (software ", version.output.substr(0, 25));
+}
+
+TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)
+{
+    // The broken pipe ends the output quietly: status 0 and nothing on stderr.
+    const CoreTest::ChildResult result = CoreTest::RunCommand(
+        "cd " + m_dir.Path() + " && { " + ToolTest::GuidanceCommand() +
+        " simulate 2>err.txt; echo $? > status.txt; } | head -c 100 > /dev/null");
+    EXPECT_EQ(0, result.exitStatus);
+    EXPECT_EQ("0\n", ReadBytes(File("status.txt")));
+    EXPECT_EQ("", Stderr());
+}
+
+// The demonstration on a short field: its files, the KML read back by GDAL,
+// the stick copy, and dump over a damaged record file.
+TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    // South-western hemispheres, so signs and hemisphere letters are exercised.
+    WriteField("strip.xml", ToolTest::StraightFieldText(-34.9, -56.2, 60, 8, "Linear"));
+    ASSERT_EQ(0, mkdir(File("stick").c_str(), 0777));
+    const CoreTest::ChildResult result =
+        Run("demo --field strip.xml --passes 2 --output run --stick stick --damaged 0.02 --seed 7");
+    ASSERT_EQ(0, result.exitStatus) << result.output << Stderr();
+    EXPECT_NE(std::string::npos, result.output.find("fixes recorded")) << result.output;
+    EXPECT_NE(std::string::npos, result.output.find("cross-track 95th pct")) << result.output;
+    // Complete files only: nothing partial or temporary is left beside them.
+    EXPECT_EQ((std::vector<std::string>{"drive.kml", "drive.nmea", "fixes.rec", "summary.txt"}),
+              ToolTest::ListDirectory(File("run")));
+    for (const char* name : {"drive.kml", "fixes.rec", "summary.txt"})
+        EXPECT_EQ(ReadBytes(File("run/") + name), ReadBytes(File("stick/") + name)) << name;
+
+    const std::vector<FixRecord> records = GuidanceTool::ReadRecordFile(File("run/fixes.rec")).records;
+    ASSERT_GT(records.size(), 100u);
+    EXPECT_NE(std::string::npos, result.output.find(std::to_string(records.size())));
+
+    const CoreTest::ChildResult ogr = CoreTest::RunCommand("ogrinfo -ro -al -q " + File("run/drive.kml"));
+    ASSERT_EQ(0, ogr.exitStatus) << ogr.output;
+    const auto track = OgrLine(ogr.output, "Driven track");
+    ASSERT_EQ(records.size(), track.size());
+    for (std::size_t i = 0; i < records.size(); ++i)
+    {
+        EXPECT_NEAR(records[i].longitude, track[i].first, 1e-9) << i;
+        EXPECT_NEAR(records[i].latitude, track[i].second, 1e-9) << i;
+    }
+    // The guidance line is drawn every metre from the field's first point.
+    const auto guidance = OgrLine(ogr.output, "Guidance line: Test strip");
+    ASSERT_GT(guidance.size(), 60u);
+    EXPECT_NEAR(-56.2, guidance[0].first, 1e-9);
+    EXPECT_NEAR(-34.9, guidance[0].second, 1e-9);
+    // Each kind of line refers to a style of its own, defined in the document.
+    const std::string kml = ReadBytes(File("run/drive.kml"));
+    for (const char* style : {"track", "guidance", "pass"})
+    {
+        EXPECT_NE(std::string::npos, kml.find("<Style id=\"" + std::string(style) + "\">")) << style;
+        EXPECT_NE(std::string::npos, kml.find("<styleUrl>#" + std::string(style) + "</styleUrl>")) << style;
+    }
+    EXPECT_EQ(5u, OgrLine(ogr.output, "Pass 0").size());
+    EXPECT_EQ(5u, OgrLine(ogr.output, "Pass 1").size());
+
+    // Damage one record's block in the middle of the file: dump reads every other.
+    std::string bytes = ReadBytes(File("run/fixes.rec"));
+    const std::size_t middle = bytes.size() / 2;
+    bytes[middle] ^= 0x10;
+    ASSERT_TRUE(CoreTest::WriteBytes(File("run/fixes.rec"), bytes));
+    const CoreTest::ChildResult dump = Run("dump --csv run/fixes.rec");
+    ASSERT_EQ(0, dump.exitStatus) << Stderr();
+    std::istringstream lines(dump.output);
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(FixRecord::CSVHeader(), line);
+    std::size_t next = 0;
+    int missing = 0;
+    while (std::getline(lines, line))
+    {
+        while (next < records.size() && records[next].CSV() != line)
+        {
+            ++missing;
+            ++next;
+        }
+        ASSERT_LT(next, records.size()) << "not a record of the run: " << line;
+        ++next;
+    }
+    EXPECT_EQ(1, missing + static_cast<int>(records.size() - next));
+    EXPECT_NE(std::string::npos, Stderr().find(std::to_string(records.size() - 1) + " records")) << Stderr();
+}
+
+// A pseudo-terminal pair whose slave side is raw, as a receiver's port is.
+struct PseudoTerminal
+{
+    PseudoTerminal()
+    {
+        master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)
+            return;
+        slave = ptsname(master);
+        termios attributes;
+        tcgetattr(master, &attributes);
+        cfmakeraw(&attributes);
+        tcsetattr(master, TCSANOW, &attributes);
+    }
+    ~PseudoTerminal()
+    {
+        if (master >= 0)
+            close(master);
+    }
+    int master = -1;
+    std::string slave;
+};
+
+// simulate writes to one pseudo-terminal, the test carries the bytes over to
+// a second one, and replay reads that one as its serial device: the records
+// must be those of replaying the same drive from a file.
+TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    WriteField("strip.xml", ToolTest::StraightFieldText(52.0, 0.1, 40, 6, "Linear"));
+    const std::string drive = "--field strip.xml --passes 2 --damaged 0.02 --seed 3";
+    ASSERT_EQ(0, Run("simulate " + drive + " --output drive.nmea").exitStatus) << Stderr();
+    ASSERT_EQ(0, Run("replay --field strip.xml --no-stick --output fromfile drive.nmea").exitStatus) << Stderr();
+
+    PseudoTerminal sender;
+    PseudoTerminal receiver;
+    ASSERT_FALSE(sender.slave.empty());
+    ASSERT_FALSE(receiver.slave.empty());
+    std::atomic<bool> stop(false);
+    std::atomic<long> carried(0);
+    CoreTest::BoundedThread relay([&] {
+        char buffer[4096];
+        while (!stop)
+        {
+            pollfd ready{sender.master, POLLIN, 0};
+            if (poll(&ready, 1, 100) <= 0 || (ready.revents & POLLIN) == 0)
+                continue;
+            const ssize_t count = read(sender.master, buffer, sizeof buffer);
+            for (ssize_t sent = 0; count > 0 && sent < count;)
+            {
+                const ssize_t written = write(receiver.master, buffer + sent, count - sent);
+                if (written <= 0)
+                    break;
+                sent += written;
+            }
+            carried += count > 0 ? count : 0;
+        }
+    });
+    // replay starts first and ends after 4 s without data; simulate sends
+    // about 25 s of driving 25 times faster than real time.
+    const std::string guidance = ToolTest::GuidanceCommand();
+    const CoreTest::ChildResult live = CoreTest::RunCommand(
+        "cd " + m_dir.Path() + " || exit 99; " + guidance +
+            " replay --field strip.xml --no-stick --output live --idle 4 --serial " + receiver.slave +
+            " --baud 115200 > replay.txt 2>&1 & sleep 1; " + guidance + " simulate " + drive + " --serial " +
+            sender.slave + " --baud 115200 --speedup 25 2>err.txt || exit 98; wait $!",
+        120);
+    stop = true;
+    relay.Join();
+    ASSERT_EQ(0, live.exitStatus) << live.output << Stderr() << ReadBytes(File("replay.txt"));
+    EXPECT_EQ(static_cast<long>(ReadBytes(File("drive.nmea")).size()), carried.load());
+
+    const auto fromFile = GuidanceTool::ReadRecordFile(File("fromfile/fixes.rec")).records;
+    const auto fromSerial = GuidanceTool::ReadRecordFile(File("live/fixes.rec")).records;
+    ASSERT_GT(fromFile.size(), 100u);
+    EXPECT_TRUE(fromFile == fromSerial) << fromFile.size() << " records from the file, " << fromSerial.size()
+                                        << " from the serial device";
+    EXPECT_EQ(ReadBytes(File("fromfile/summary.txt")), ReadBytes(File("live/summary.txt")));
+}
+
+// Ctrl-C ends a serial replay the way silence does: the records, KML and
+// summary are completed, not abandoned.
+TEST_F(ProgramTest, InterruptedSerialReplayFinishesItsOutputs)
+{
+    PseudoTerminal receiver;
+    ASSERT_FALSE(receiver.slave.empty());
+    ASSERT_EQ(0, Run("simulate --passes 1 --output drive.nmea").exitStatus);
+    const std::string drive = ReadBytes(File("drive.nmea")).substr(0, 2000);
+    ASSERT_EQ(static_cast<ssize_t>(drive.size()), write(receiver.master, drive.data(), drive.size()));
+    const CoreTest::ChildResult result = CoreTest::RunCommand(
+        "cd " + m_dir.Path() + " || exit 99; " + ToolTest::GuidanceCommand() +
+        " replay --no-stick --output live --idle 60 --serial " + receiver.slave +
+        " > replay.txt 2>&1 & sleep 3; kill -INT $!; wait $!");
+    EXPECT_EQ(0, result.exitStatus) << ReadBytes(File("replay.txt"));
+    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}), ToolTest::ListDirectory(File("live")));
+    EXPECT_FALSE(GuidanceTool::ReadRecordFile(File("live/fixes.rec")).records.empty());
+}
+
+} // namespace

@@ -1,0 +1,178 @@
+// Replaying NMEA into guidance records: the counts of the summary, how fixes
+// and tracks pair up, the record file surviving damage, and the simulator's
+// own geometry agreeing with the library's guidance measures.
+#include "Field.h"
+#include "Options.h"
+#include "RecordFile.h"
+#include "Replayer.h"
+#include "SentenceWriter.h"
+#include "Simulator.h"
+#include "Support/EmulatorLimits.h"
+#include "Support/TestSupport.h"
+#include "ToolTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+
+namespace
+{
+
+using namespace GuidanceTool;
+
+class ReplayTest : public ::testing::Test
+{
+protected:
+    std::string RecordPath() const { return m_dir.File("fixes.rec"); }
+
+    // A fix on the sample field's first point, moved north by `north` metres.
+    static FixReport FixNorthOfStart(double north, double time)
+    {
+        FixReport fix;
+        fix.timeOfDay = time;
+        fix.latitude = 52.205 + north / 111250.0;
+        fix.longitude = -1.05;
+        fix.fixQuality = 4;
+        fix.satellites = 14;
+        fix.courseDegrees = 21;
+        fix.speedMetres = 2;
+        return fix;
+    }
+
+    CoreTest::TempDir m_dir;
+};
+
+TEST_F(ReplayTest, EverySentenceIsCountedOnce)
+{
+    const FixReport fix = FixNorthOfStart(0, 100);
+    const std::string gga = GgaSentence(fix);
+    std::string badChecksum = gga;
+    badChecksum[badChecksum.find('*') + 1] ^= 1;
+    const std::string truncated = gga.substr(0, 30) + "\r\n";
+    const std::string input = gga + VtgSentence(fix) + badChecksum + "\r\n" + truncated +
+                              GsaSentence(12, 0.8) + "$GPRMC,garbage*00\r\n" + "   \r\n" + "$GPZDA,1" +
+                              "\r\n" + std::string(3000, 'x') + "\r\n" + GgaSentence(FixNorthOfStart(1, 100.1));
+    Replayer replayer(Field::Sample(), RecordPath());
+    // Fed in awkward pieces, as a serial port delivers it.
+    for (std::size_t at = 0; at < input.size(); at += 7)
+        replayer.Feed(input.substr(at, 7));
+    replayer.Finish();
+
+    const ReplayCounts& counts = replayer.Counts();
+    EXPECT_EQ(11, counts.read);       // blank lines do not count; the noise is cut every 1 KiB or so
+    EXPECT_EQ(3, counts.decoded);     // two GGA and a VTG; the last GGA had no line end
+    EXPECT_EQ(2, counts.checksum);    // the changed digit and the RMC's made-up checksum
+    EXPECT_EQ(1, counts.malformed);   // the truncated GGA (no checksum to fail)
+    EXPECT_EQ(5, counts.unsupported); // GSA, the ZDA fragment and three pieces of noise
+    ASSERT_EQ(2u, replayer.Records().size());
+    EXPECT_EQ(2, replayer.RecordsWritten());
+    // The first fix took the track sentence after it; the last had none.
+    EXPECT_DOUBLE_EQ(2.0, replayer.Records()[0].speed);
+    EXPECT_DOUBLE_EQ(-1.0, replayer.Records()[1].speed);
+    EXPECT_NEAR(1.0, replayer.DistanceDriven(), 0.01);
+    EXPECT_FALSE(CoreTest::FileExists(RecordPath() + ".partial"));
+    EXPECT_EQ(2u, ReadRecordFile(RecordPath()).records.size());
+}
+
+TEST_F(ReplayTest, TheFirstFixIsTheOriginAndPassesGrowToTheRight)
+{
+    // The sample line starts at its first point heading 21 degrees east of
+    // north, so 12 m east of that point lies right of the line by about
+    // 12 * cos(21 deg) = 11.2 m: pass 1, about 0.8 m left of it.
+    FixReport start = FixNorthOfStart(0, 10);
+    FixReport east = start;
+    east.longitude += 12.0 / 68400.0; // about 12 m at this latitude
+    Replayer replayer(Field::Sample(), RecordPath());
+    replayer.Feed(GgaSentence(start) + GgaSentence(east) + GgaSentence(start));
+    replayer.Finish();
+    const std::vector<FixRecord>& records = replayer.Records();
+    ASSERT_EQ(3u, records.size());
+    EXPECT_EQ(0.0, records[0].x);
+    EXPECT_EQ(0.0, records[0].y);
+    EXPECT_EQ(0, records[0].pass);
+    EXPECT_EQ(1, records[1].pass);
+    EXPECT_NEAR(0.8, records[1].crossTrack, 0.15);
+    EXPECT_EQ(0, records[2].pass);
+}
+
+TEST_F(ReplayTest, DamagedBlocksAreSkippedAndTheRestRead)
+{
+    {
+        Replayer replayer(Field::Sample(), RecordPath());
+        for (int i = 0; i < 5; ++i)
+            replayer.Feed(GgaSentence(FixNorthOfStart(i, 10 + i)));
+        replayer.Finish();
+    }
+    std::string bytes = CoreTest::ReadBytes(RecordPath());
+    const std::size_t blockSize = bytes.size() / 5;
+    // A flipped payload byte in the second block and a torn tail on the last.
+    bytes[blockSize + 20] ^= 0x40;
+    bytes.resize(bytes.size() - 3);
+    ASSERT_TRUE(CoreTest::WriteBytes(RecordPath(), bytes));
+
+    const RecordFileContents contents = ReadRecordFile(RecordPath());
+    ASSERT_EQ(3u, contents.records.size());
+    EXPECT_EQ(1, contents.records[0].sequence);
+    EXPECT_EQ(3, contents.records[1].sequence);
+    EXPECT_EQ(4, contents.records[2].sequence);
+    EXPECT_EQ(static_cast<long long>(2 * blockSize - 3), contents.skippedBytes);
+    EXPECT_THROW(ReadRecordFile(m_dir.File("missing.rec")), ToolError);
+    EXPECT_FALSE(CoreTest::FileExists(m_dir.File("missing.rec"))); // reading creates nothing
+}
+
+// The simulator drives its own curve and offsets; the library's spline,
+// nearest point and offset lines must find the same passes, the vehicle
+// within noise of them and heading along them.
+TEST_F(ReplayTest, SimulatedPassesAreFoundWhereTheSimulatorDroveThem)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    SimulationSettings settings;
+    settings.passes = 4;
+    settings.damagedShare = 0;
+    settings.disturbances = false;
+    Replayer replayer(Field::Sample(), RecordPath());
+    replayer.Feed(JoinEpochs(SimulateDrive(Field::Sample(), settings)));
+    replayer.Finish();
+
+    EXPECT_EQ(0, replayer.Counts().checksum + replayer.Counts().malformed);
+    std::map<int, int> fixesOnPass;
+    for (const FixRecord& record : replayer.Records())
+        if (record.onLine && record.alongTrack > 5 && record.alongTrack < 195)
+        {
+            ++fixesOnPass[record.pass];
+            // RTK noise (1.5 cm) plus the chord of a 10 m span of a 300 m radius (4 cm).
+            EXPECT_LT(std::fabs(record.crossTrack), 0.12) << record.Text();
+            EXPECT_LT(std::fabs(record.headingError), 0.05) << record.Text();
+        }
+    ASSERT_EQ(4u, fixesOnPass.size());
+    for (int pass = 0; pass < 4; ++pass)
+        EXPECT_GT(fixesOnPass[pass], 400) << pass; // 190 m at 4 m/s and 10 Hz
+    // The line curves right on a 300 m radius, so the passes to its right are
+    // shorter: 200 m times (300 - 12 k) / 300 for k = 0..3 is 752 m. Each of the
+    // three headland turns is a half circle 12 m across with 3 m runs in and out.
+    EXPECT_NEAR(752 + 3 * (M_PI * 6 + 6), replayer.DistanceDriven(), 8);
+}
+
+TEST_F(ReplayTest, SimulationIsRepeatableAndDamagesAShareOfSentences)
+{
+    SimulationSettings settings;
+    settings.passes = 2;
+    settings.damagedShare = 0.05;
+    const std::string first = JoinEpochs(SimulateDrive(Field::Sample(), settings));
+    EXPECT_EQ(first, JoinEpochs(SimulateDrive(Field::Sample(), settings)));
+    settings.seed = 2;
+    EXPECT_NE(first, JoinEpochs(SimulateDrive(Field::Sample(), settings)));
+
+    Replayer replayer(Field::Sample(), RecordPath());
+    replayer.Feed(first);
+    replayer.Finish();
+    const ReplayCounts& counts = replayer.Counts();
+    const double damaged = counts.checksum + counts.malformed;
+    EXPECT_NEAR(0.05, damaged / counts.read, 0.02);
+    EXPECT_GT(counts.checksum, 0);
+    EXPECT_GT(counts.malformed, 0);
+    EXPECT_EQ(counts.read, counts.decoded + counts.checksum + counts.malformed + counts.unsupported);
+}
+
+} // namespace

@@ -1,0 +1,56 @@
+#include "ToolTestSupport.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <dirent.h>
+
+namespace ToolTest
+{
+
+std::string GuidanceCommand()
+{
+    const std::string program = GUIDANCE_PROGRAM;
+    return CoreTest::kTargetEmulated ? std::string(CORELIB_SOURCE_DIR) + "/scripts/qemu-ppc-run " + program
+                                     : program;
+}
+
+CoreTest::ChildResult RunGuidance(const std::string& arguments, double timeoutSeconds)
+{
+    return CoreTest::RunCommand(GuidanceCommand() + " " + arguments, timeoutSeconds);
+}
+
+std::vector<std::string> ListDirectory(const std::string& path)
+{
+    std::vector<std::string> names;
+    if (DIR* directory = opendir(path.c_str()))
+    {
+        while (const dirent* entry = readdir(directory))
+            if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
+                names.push_back(entry->d_name);
+        closedir(directory);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string StraightFieldText(double latitude, double longitude, double length, double width,
+                              const std::string& spline)
+{
+    // Five points 45 degrees east of north; a degree of latitude is taken as
+    // 111 km and of longitude as 111 km times the cosine: the line need only be
+    // roughly straight, since the tool measures against the points it is given.
+    std::string text = "<?xml version=\"1.0\"?>\n<field><name>Test strip</name><guidance><spline>" + spline +
+                       "</spline><width>" + std::to_string(width) + "</width>\n";
+    for (int i = 0; i <= 4; ++i)
+    {
+        const double d = length * i / 4 / std::sqrt(2.0);
+        char point[96];
+        std::snprintf(point, sizeof point, "<point lat=\"%.9f\" lon=\"%.9f\" />\n", latitude + d / 111000.0,
+                      longitude + d / (111000.0 * std::cos(latitude * M_PI / 180.0)));
+        text += point;
+    }
+    return text + "</guidance></field>\n";
+}
+
+} // namespace ToolTest

@@ -1,0 +1,31 @@
+// Helpers for the guidance tool's tests: running the built program (through
+// the emulator when the tests are cross-built) and small field files.
+#ifndef CORELIB_TESTS_TOOL_TOOLTESTSUPPORT_H
+#define CORELIB_TESTS_TOOL_TOOLTESTSUPPORT_H
+
+#include "Support/TestSupport.h"
+
+#include <string>
+#include <vector>
+
+namespace ToolTest
+{
+
+// Runs `guidance <arguments>` through the shell (arguments are shell words)
+// with a bounded wait; stdout and stderr are captured together.
+CoreTest::ChildResult RunGuidance(const std::string& arguments, double timeoutSeconds = 120.0);
+
+// The shell command that starts the program, for composing pipelines.
+std::string GuidanceCommand();
+
+// Names of the entries of a directory (not "." or ".."), sorted.
+std::vector<std::string> ListDirectory(const std::string& path);
+
+// A field file's text: a straight line of the given length heading north-east
+// from (latitude, longitude), with the given working width and spline name.
+std::string StraightFieldText(double latitude, double longitude, double length, double width,
+                              const std::string& spline);
+
+} // namespace ToolTest
+
+#endif

@@ -1,0 +1,53 @@
+// A field as guidance sees it: the reference guidance line (points in degrees),
+// the working width between parallel passes, and the spline that draws the
+// line through its points. Read from and written to an XML field file:
+//
+//   <field>
+//     <name>North paddock</name>
+//     <guidance>
+//       <spline>CatmullRom</spline>        Linear, CatmullRom, NaturalCubic or RoundedNonUniform
+//       <width>12</width>                  metres between passes, greater than 0
+//       <point lat="52.2" lon="-1.05" />   two or more, in driving order, in degrees
+//     </guidance>
+//   </field>
+//
+// Plain data; copy freely.
+#ifndef GUIDANCE_FIELD_H
+#define GUIDANCE_FIELD_H
+
+#include <string>
+#include <vector>
+
+namespace GuidanceTool
+{
+
+struct GeoPoint
+{
+    double latitude;  // degrees
+    double longitude; // degrees
+};
+
+struct Field
+{
+    // The spline names in the order of the library's spline type numbers.
+    static const char* const kSplineNames[4];
+
+    std::string name;
+    std::vector<GeoPoint> points;
+    double workingWidth = 0;
+    int splineType = 0; // index into kSplineNames
+
+    // Reads the field file at path. Throws ToolError naming the file and the
+    // fault when it cannot be read or is not a valid field.
+    static Field Load(const std::string& path);
+    // The same from the text of a field file; source names it in messages.
+    static Field FromText(const std::string& text, const std::string& source);
+    // The sample field built into the program.
+    static Field Sample();
+    // The text of the sample field file.
+    static const std::string& SampleText();
+};
+
+} // namespace GuidanceTool
+
+#endif

@@ -1,0 +1,119 @@
+#include "Options.h"
+
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace GuidanceTool
+{
+
+Options::Options(std::vector<Declaration> declarations) : m_declarations(std::move(declarations))
+{
+    m_declarations.push_back({"help", false});
+}
+
+void Options::Declare(const std::vector<Declaration>& declarations)
+{
+    m_declarations.insert(m_declarations.end(), declarations.begin(), declarations.end());
+}
+
+bool Options::ParseOrHelp(const std::vector<std::string>& args, const char* help)
+{
+    Parse(args);
+    if (!Has("help"))
+        return true;
+    std::fputs(help, stdout);
+    return false;
+}
+
+void Options::Parse(const std::vector<std::string>& args)
+{
+    for (std::size_t i = 0; i < args.size(); ++i)
+    {
+        const std::string& word = args[i];
+        if (word == "--")
+        {
+            m_positional.insert(m_positional.end(), args.begin() + i + 1, args.end());
+            return;
+        }
+        if (word.compare(0, 2, "--") != 0)
+        {
+            // "-" alone names standard input or output; other single-dash words are options we lack.
+            if (word.size() > 1 && word[0] == '-')
+                throw ToolError("unknown option '" + word + "'");
+            m_positional.push_back(word);
+            continue;
+        }
+        const std::size_t equals = word.find('=');
+        const std::string name = word.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
+        const Declaration* declaration = Find(name);
+        if (declaration == nullptr)
+            throw ToolError("unknown option '--" + name + "'");
+        if (!declaration->takesValue)
+        {
+            if (equals != std::string::npos)
+                throw ToolError("option '--" + name + "' takes no value");
+            m_values[name] = "";
+        }
+        else if (equals != std::string::npos)
+            m_values[name] = word.substr(equals + 1);
+        else if (i + 1 < args.size())
+            m_values[name] = args[++i];
+        else
+            throw ToolError("option '--" + name + "' needs a value");
+    }
+}
+
+bool Options::Has(const std::string& name) const
+{
+    return m_values.count(name) != 0;
+}
+
+std::string Options::Get(const std::string& name, const std::string& fallback) const
+{
+    const auto found = m_values.find(name);
+    return found == m_values.end() ? fallback : found->second;
+}
+
+double Options::GetDouble(const std::string& name, double fallback) const
+{
+    if (!Has(name))
+        return fallback;
+    double value = 0;
+    if (!ParseWholeDouble(Get(name, ""), value))
+        throw ToolError("option '--" + name + "' needs a number, not '" + Get(name, "") + "'");
+    return value;
+}
+
+int Options::GetInt(const std::string& name, int fallback) const
+{
+    const double value = GetDouble(name, fallback);
+    if (value != std::floor(value) || value < INT_MIN || value > INT_MAX)
+        throw ToolError("option '--" + name + "' needs a whole number, not '" + Get(name, "") + "'");
+    return static_cast<int>(value);
+}
+
+const Options::Declaration* Options::Find(const std::string& name) const
+{
+    for (const Declaration& declaration : m_declarations)
+        if (declaration.name == name)
+            return &declaration;
+    return nullptr;
+}
+
+bool ParseWholeDouble(const std::string& text, double& value)
+{
+    if (text.empty())
+        return false;
+    char* end = nullptr;
+    errno = 0;
+    const double parsed = std::strtod(text.c_str(), &end);
+    if (end != text.c_str() + text.size() || errno == ERANGE || !std::isfinite(parsed))
+        return false;
+    value = parsed;
+    return true;
+}
+
+} // namespace GuidanceTool

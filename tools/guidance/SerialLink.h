@@ -1,0 +1,47 @@
+// A serial device opened for the tool: checked up front so that a missing or
+// unconfigurable device gives one clear message, then used to send a drive
+// paced in real time or to read whatever arrives within a time-out.
+// Not thread-safe: belongs to the main thread.
+#ifndef GUIDANCE_SERIALLINK_H
+#define GUIDANCE_SERIALLINK_H
+
+#include "IO/Serial.h"
+#include "Simulator.h"
+
+#include <string>
+
+namespace GuidanceTool
+{
+
+class SerialLink
+{
+public:
+    static const int kDefaultBaud = 115200;
+
+    // Opens device in raw mode at baud. Throws ToolError when the rate has no
+    // terminal speed of its own, or the device cannot be opened or configured.
+    SerialLink(const std::string& device, int baud);
+    SerialLink(const SerialLink&) = delete;
+    SerialLink& operator=(const SerialLink&) = delete;
+
+    // Sends each epoch at its time (divided by speedup) after the first, then
+    // waits until everything has been transmitted. Throws ToolError when a
+    // write fails.
+    void SendPaced(const std::vector<Epoch>& epochs, double speedup);
+
+    // What arrives within timeoutSeconds (at most 4096 bytes); empty on time-out.
+    std::string Read(double timeoutSeconds);
+
+    const std::string& Device() const { return m_device; }
+
+    // True when rate is one of the speeds a serial device can be set to.
+    static bool IsSupportedBaud(int rate);
+
+private:
+    std::string m_device;
+    Core::IO::Serial m_port;
+};
+
+} // namespace GuidanceTool
+
+#endif

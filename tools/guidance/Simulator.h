@@ -1,0 +1,46 @@
+// Simulates a vehicle driving a field: the guidance line and its parallel
+// passes at the working width, joined by headland turns, reported as a
+// receiver would at 10 Hz (GGA and VTG every epoch, GSA once a second), with
+// positioning noise, changes of fix quality, short dropouts and a small share
+// of damaged sentences. The drive's geometry is computed here on its own (its
+// own curve through the points and its own offsets), so that guidance replayed
+// from it is an independent check of the library's geometry.
+// Not thread-safe: a simulation belongs to one thread.
+#ifndef GUIDANCE_SIMULATOR_H
+#define GUIDANCE_SIMULATOR_H
+
+#include "Field.h"
+
+#include <string>
+#include <vector>
+
+namespace GuidanceTool
+{
+
+struct SimulationSettings
+{
+    int passes = 4;              // parallel passes, the first on the guidance line, the rest to its right
+    double speed = 4.0;          // metres per second along the passes
+    double turnSpeed = 2.5;      // metres per second in the headland turns
+    double damagedShare = 0.005; // share of sentences sent damaged (half bad checksum, half truncated)
+    bool disturbances = true;    // fix-quality changes and dropouts
+    unsigned int seed = 1;
+    double startTime = 36000;    // time of day of the first epoch, seconds (10:00:00 UTC)
+};
+
+// The sentences of one 10 Hz epoch (empty during a dropout).
+struct Epoch
+{
+    double elapsed; // seconds since the first epoch
+    std::string text;
+};
+
+// The whole drive, epoch by epoch. Deterministic for given field and settings.
+std::vector<Epoch> SimulateDrive(const Field& field, const SimulationSettings& settings);
+
+// The epochs' text concatenated.
+std::string JoinEpochs(const std::vector<Epoch>& epochs);
+
+} // namespace GuidanceTool
+
+#endif
