@@ -15,7 +15,8 @@ deps:
 build: deps
 	@scripts/check build host
 
-run: build
+run: deps
+	@scripts/check build host guidance
 	@scripts/run-demo
 
 check: deps
