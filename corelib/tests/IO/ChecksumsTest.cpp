@@ -129,8 +129,11 @@ TEST(Fcs16Test, MatchesTheCheckValueAndTheFrameResidue)
     EXPECT_EQ(0x906E, fcs.Checksum());
 
     // A frame followed by its FCS, low byte first, is good only after Finalise.
+    // The frame goes in partly as an integer, most significant byte first.
     CFCS16 receiver;
-    receiver.Update(std::string("123456789") + "\x6E\x90");
+    receiver.Update(0x31323334);  // "1234"
+    receiver.Update(std::string("56789") + "\x6E\x90");
+    receiver.Update(Bytes("abc"), -1);
     EXPECT_EQ(0xF0B8, receiver.Checksum());
     EXPECT_FALSE(receiver.Validate());
     receiver.Finalise();
@@ -141,16 +144,6 @@ TEST(Fcs16Test, MatchesTheCheckValueAndTheFrameResidue)
     damaged.Update(std::string("123456780") + "\x6E\x90");
     damaged.Finalise();
     EXPECT_FALSE(damaged.Validate());
-}
-
-TEST(Fcs16Test, IntegersAreFedMostSignificantByteFirst)
-{
-    CFCS16 asInt;
-    asInt.Update(0x01020304);
-    asInt.Update(Bytes("abc"), -1);
-    CFCS16 asBytes;
-    asBytes.Update(std::string("\x01\x02\x03\x04"));
-    EXPECT_EQ(asBytes.Checksum(), asInt.Checksum());
 }
 
 } // namespace
