@@ -61,22 +61,16 @@ void ExpectDecoded(const SentSentence& expected, const std::string& line)
     NmeaSentenceTypes type = NMEA_UNSUPPORTED;
     UNmeaData data;
     ASSERT_EQ(expected.intact ? 0 : -1, CNmeaParser::ParseNmeaData(type, line, data)) << line;
-    const double* v = expected.values;
-    if (expected.intact && type == NMEA_GGA)
-    {
-        EXPECT_NEAR(v[0], data.gga.timeOfDay, 1e-9) << line;
-        EXPECT_NEAR(v[1], data.gga.latitudeDegrees, 1e-9) << line;
-        EXPECT_NEAR(v[2], data.gga.longitudeDegrees, 1e-9) << line;
-        EXPECT_EQ(42, data.gga.differentialStation) << line;
-    }
-    else if (expected.intact)
-    {
-        ASSERT_EQ(NMEA_VTG, type) << line;
-        EXPECT_NEAR(v[0], data.vtg.trackTrueDegrees, 1e-9) << line;
-        EXPECT_NEAR(v[1], data.vtg.speedKnots, 1e-9) << line;
-        EXPECT_NEAR(v[2], data.vtg.speedKmh, 0.006) << line;
-        EXPECT_EQ(1, data.vtg.mode) << line;
-    }
+    if (!expected.intact)
+        return;
+    const bool gga = type == NMEA_GGA;
+    ASSERT_TRUE(gga || type == NMEA_VTG) << line;
+    const double got[] = {gga ? data.gga.timeOfDay : data.vtg.trackTrueDegrees,
+                          gga ? data.gga.latitudeDegrees : data.vtg.speedKnots,
+                          gga ? data.gga.longitudeDegrees : data.vtg.speedKmh};
+    for (int i = 0; i < 3; ++i)
+        EXPECT_NEAR(expected.values[i], got[i], gga || i < 2 ? 1e-9 : 0.006) << line;
+    EXPECT_EQ(gga ? 42 : 1, gga ? data.gga.differentialStation : data.vtg.mode) << line;
 }
 
 TEST(NmeaEndToEnd, TenHertzStreamThroughASerialPortLosesNothing)
