@@ -87,23 +87,6 @@ inline double SegmentDistance(const Vec3& a, const Vec3& b, const Vec3& q)
     return std::sqrt(std::pow(w.x - t * d.x, 2) + std::pow(w.y - t * d.y, 2) + std::pow(w.z - t * d.z, 2));
 }
 
-// Index pairs of non-adjacent segments of the line that cross or touch in the
-// plane, by orientation signs.
-inline std::vector<std::pair<size_t, size_t>> SelfCrossings(const std::vector<Vec3>& p)
-{
-    auto orient = [](const Vec3& a, const Vec3& b, const Vec3& c) {
-        const double v = (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
-        return (v > 0) - (v < 0);
-    };
-    std::vector<std::pair<size_t, size_t>> found;
-    for (size_t i = 0; i + 1 < p.size(); ++i)
-        for (size_t j = i + 2; j + 1 < p.size(); ++j)
-            if (orient(p[i], p[i + 1], p[j]) * orient(p[i], p[i + 1], p[j + 1]) <= 0 &&
-                orient(p[j], p[j + 1], p[i]) * orient(p[j], p[j + 1], p[i + 1]) <= 0)
-                found.push_back(std::make_pair(i, j));
-    return found;
-}
-
 } // namespace GuidanceTest
 
 #endif

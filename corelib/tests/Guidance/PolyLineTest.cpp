@@ -13,116 +13,73 @@ namespace
 {
 
 const double kInfinity = std::numeric_limits<double>::infinity();
-typedef Core::Functor<double, double, double, const Vec2&> ScoreFunctor;
 
-// Ranks candidates by distance plus 100 m per radian of heading difference
-// from a wanted heading, counting its calls.
-class HeadingScore
+struct Nearest
 {
-public:
-    explicit HeadingScore(double heading) : m_heading(heading) {}
+    bool found = false;
+    unsigned int segment = 0;
+    double distance = 0.0, alongTrack = 0.0;
+    Vec3 point;
+};
+
+Nearest FindNearest(const Core::PolyLine& line, const Vec3& position)
+{
+    Nearest n;
+    n.found = line.DistanceToNearest(position, n.segment, n.distance, n.alongTrack, n.point);
+    return n;
+}
+
+// Scores candidates by distance plus 100 m per radian of heading difference
+// from a wanted heading, counting its calls, over the window first..last.
+struct HeadingScore
+{
     double Score(double distance, double segmentHeading, const Vec2&)
     {
         ++calls;
-        return distance + 100.0 * std::fabs(std::remainder(segmentHeading - m_heading, 2 * kPi));
+        return distance + 100.0 * std::fabs(std::remainder(segmentHeading - heading, 2 * kPi));
     }
-    int calls = 0;
-
-private:
-    double m_heading;
-};
-
-class PolyLineTest : public ::testing::Test
-{
-protected:
-    struct Nearest
+    Nearest Find(const Core::PolyLine& line, unsigned int first, unsigned int last, const Vec3& position)
     {
-        bool found = false;
-        unsigned int segment = 0;
-        double distance = 0.0;
-        double alongTrack = 0.0;
-        Vec3 point;
-    };
-
-    static Nearest FindNearest(const Core::PolyLine& line, const Vec3& position)
-    {
-        Nearest n;
-        n.found = line.DistanceToNearest(position, n.segment, n.distance, n.alongTrack, n.point);
-        return n;
-    }
-
-    static Nearest FindScored(const Core::PolyLine& line, unsigned int first, unsigned int last, const Vec3& position,
-                              HeadingScore& score)
-    {
-        ScoreFunctor::Method<HeadingScore> callback(&score, &HeadingScore::Score);
+        Core::Functor<double, double, double, const Vec2&>::Method<HeadingScore> callback(this, &HeadingScore::Score);
         Nearest n;
         n.found = line.DistanceToNearest(first, last, position, &callback, n.segment, n.distance, n.alongTrack,
                                          n.point) < kInfinity;
         return n;
     }
-
-    // (0,0) -> (10,0) -> (10,20): length 30, a left turn.
-    static Core::PolyLine LShape() { return MakeLine({Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 20, 0)}); }
+    double heading;
+    int calls = 0;
 };
 
-TEST_F(PolyLineTest, HeadingsFollowTheDirectionAngleConventions)
-{
-    const struct
-    {
-        Vec3 to;
-        double heading;
-    } cases[] = {{Vec3(5, 0, 0), 0.0},   {Vec3(0, 5, 0), kPi / 2},       {Vec3(-5, 0, 0), kPi},
-                 {Vec3(0, -5, 0), -kPi / 2}, {Vec3(-3, -3, 9), -3 * kPi / 4}, {Vec3(0, 0, 7), kPi / 2}};
-    for (const auto& c : cases)
-        EXPECT_NEAR(MakeLine({Vec3(0, 0, 0), c.to}).SegmentHeading(0), c.heading, 1e-15) << c.to.x << " " << c.to.y;
-    // Exactly along -x is +pi, never -pi.
-    EXPECT_EQ(MakeLine({Vec3(0, 0, 0), Vec3(-5, 0, 0)}).SegmentHeading(0), kPi);
+// (0,0) -> (10,0) -> (10,20): length 30, a left turn.
+Core::PolyLine LShape() { return MakeLine({Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 20, 0)}); }
 
+TEST(PolyLineTest, HeadingsNormalsRadiiAndLengthsFollowTheirConventions)
+{
+    EXPECT_NEAR(MakeLine({Vec3(0, 0, 0), Vec3(-3, -3, 9)}).SegmentHeading(0), -3 * kPi / 4, 1e-15);
+    EXPECT_EQ(MakeLine({Vec3(0, 0, 0), Vec3(-5, 0, 0)}).SegmentHeading(0), kPi) << "along -x is +pi, never -pi";
     // Vertex headings are plain means: between 3.1 and -3.1 the mean is 0.
     const Vec3 corner(10 * std::cos(3.1), 10 * std::sin(3.1), 0);
     const Core::PolyLine turn = MakeLine({Vec3(0, 0, 0), corner, corner + Vec3(10 * std::cos(-3.1), 10 * std::sin(-3.1), 0)});
-    EXPECT_NEAR(turn.VertexHeading(0), 3.1, 1e-12);
     EXPECT_NEAR(turn.VertexHeading(1), 0.0, 1e-12);
     EXPECT_NEAR(turn.VertexHeading(9), -3.1, 1e-12);
-    EXPECT_EQ(MakeLine({Vec3(1, 1, 1)}).VertexHeading(0), 0.0);
-}
-
-TEST_F(PolyLineTest, LengthsNormalsAndRadiiDescribeTheLine)
-{
-    const Core::PolyLine tilted = MakeLine({Vec3(0, 0, 0), Vec3(3, 4, 12), Vec3(3, 4, 0)});
-    EXPECT_EQ(tilted.SegmentLength(0), 13.0);
-    EXPECT_EQ(tilted.Length(), 25.0);
-    EXPECT_EQ(tilted.PointAlongTrack(1), 13.0);
-    EXPECT_EQ(tilted.PointAlongTrack(99), 25.0);
-    EXPECT_EQ(tilted.SegmentLength(2), 0.0);
-    EXPECT_EQ(MakeLine({Vec3(4, 4, 4)}).Length(), 0.0);
 
     const Core::PolyLine line = LShape();
-    EXPECT_EQ(line.VertexNormal(0), Vec2(0, 1));
     // The bisector of a left turn points out of the corner, to the lower right.
-    EXPECT_NEAR(line.VertexNormal(1).x, std::sqrt(0.5), 1e-15);
-    EXPECT_NEAR(line.VertexNormal(1).y, -std::sqrt(0.5), 1e-15);
-    EXPECT_EQ(line.VertexNormal(2), Vec2(-1, 0));
-
-    // Points on a circle of radius 50: positive turning left, negative right.
+    EXPECT_NEAR((line.VertexNormal(1) - Vec2(std::sqrt(0.5), -std::sqrt(0.5))).Length(), 0.0, 1e-15);
+    // Points on a circle of radius 50 turning right: a negative radius.
     auto onCircle = [](double a) { return Vec3(50 * std::cos(a), 50 * std::sin(a), 0); };
-    EXPECT_NEAR(MakeLine({onCircle(0.0), onCircle(0.3), onCircle(0.7)}).VertexRadius(1), 50.0, 1e-9);
     EXPECT_NEAR(MakeLine({onCircle(0.7), onCircle(0.3), onCircle(0.0)}).VertexRadius(1), -50.0, 1e-9);
     EXPECT_EQ(line.VertexRadius(0), kInfinity);
-    EXPECT_EQ(line.VertexRadius(2), kInfinity);
     EXPECT_EQ(MakeLine({Vec3(0, 0, 0), Vec3(1, 0, 0), Vec3(3, 0, 0)}).VertexRadius(1), kInfinity);
+
+    const Core::PolyLine tilted = MakeLine({Vec3(0, 0, 0), Vec3(3, 4, 12), Vec3(3, 4, 0)});
+    EXPECT_EQ(tilted.Length(), 25.0) << "lengths are measured in 3-D";
 }
 
-TEST_F(PolyLineTest, AlongTrackPointsInterpolateAndExtrapolate)
+TEST(PolyLineTest, AlongTrackPointsInterpolateAndExtrapolate)
 {
-    const struct
-    {
-        double distance;
-        bool onLine;
-        unsigned int segment;
-        Vec3 point;
-    } cases[] = {{-5.0, false, 0, Vec3(-5, 0, 0)}, {0.0, true, 0, Vec3(0, 0, 0)},   {10.0, true, 1, Vec3(10, 0, 0)},
-                 {15.0, true, 1, Vec3(10, 5, 0)},  {30.0, true, 1, Vec3(10, 20, 0)}, {35.0, false, 1, Vec3(10, 25, 0)}};
+    const struct { double distance; bool onLine; unsigned int segment; Vec3 point; } cases[] = {
+        {-5.0, false, 0, Vec3(-5, 0, 0)}, {10.0, true, 1, Vec3(10, 0, 0)}, {35.0, false, 1, Vec3(10, 25, 0)}};
     for (const auto& c : cases)
     {
         // A fresh line each time: a negative distance must not rely on an
@@ -136,37 +93,23 @@ TEST_F(PolyLineTest, AlongTrackPointsInterpolateAndExtrapolate)
     // Zero-length segments share their start distance with the next: the last
     // segment starting at or before the distance is taken.
     unsigned int segment = 0;
-    Vec3 point(1, 1, 1);
-    const Core::PolyLine doubled = MakeLine({Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 0, 0), Vec3(10, 10, 0)});
-    EXPECT_TRUE(doubled.GetAlongTrack(10.0, segment, point));
+    Vec3 point;
+    EXPECT_TRUE(MakeLine({Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 0, 0), Vec3(10, 10, 0)}).GetAlongTrack(10.0, segment, point));
     EXPECT_EQ(segment, 2u);
-    EXPECT_FALSE(MakeLine({Vec3(3, 3, 3)}).GetAlongTrack(0.0, segment, point));
-    EXPECT_EQ(point, Vec3(0, 0, 0));
 }
 
-TEST_F(PolyLineTest, NearestPointIsSignedAndPrefersTheEarlierCandidate)
+TEST(PolyLineTest, NearestPointIsSignedAndPrefersTheEarlierCandidate)
 {
-    const struct
-    {
-        Vec3 position;
-        unsigned int segment;
-        double distance, alongTrack;
-        Vec3 nearest;
-    } cases[] = {
-        {Vec3(5, 3, 0), 0, 3.0, 5.0, Vec3(5, 0, 0)},     // left of the first segment
-        {Vec3(5, -3, 0), 0, -3.0, 5.0, Vec3(5, 0, 0)},   // right of it
-        {Vec3(7, 12, 0), 1, 3.0, 22.0, Vec3(10, 12, 0)}, // left of the second
-        {Vec3(12, 0, 0), 0, -2.0, 10.0, Vec3(10, 0, 0)}, // level with the corner: the earlier segment's end
-        {Vec3(-3, -4, 0), 0, -5.0, 0.0, Vec3(0, 0, 0)},  // before the start
+    const struct { Vec3 position; unsigned int segment; double distance, alongTrack; } cases[] = {
+        {Vec3(7, 12, 0), 1, 3.0, 22.0},  // left of the second segment
+        {Vec3(12, 0, 0), 0, -2.0, 10.0}, // level with the corner: the earlier segment's end
+        {Vec3(-3, -4, 0), 0, -5.0, 0.0}, // before the start
     };
     for (const auto& c : cases)
     {
         const Nearest n = FindNearest(LShape(), c.position);
-        ASSERT_TRUE(n.found);
-        EXPECT_EQ(n.segment, c.segment) << c.position.x << " " << c.position.y;
-        EXPECT_EQ(n.distance, c.distance) << c.position.x << " " << c.position.y;
-        EXPECT_EQ(n.alongTrack, c.alongTrack) << c.position.x << " " << c.position.y;
-        EXPECT_EQ(n.point, c.nearest) << c.position.x << " " << c.position.y;
+        EXPECT_EQ(std::make_tuple(true, c.segment, c.distance, c.alongTrack),
+                  std::make_tuple(n.found, n.segment, n.distance, n.alongTrack));
     }
     // On the line is not strictly left: the distance carries a minus sign.
     EXPECT_TRUE(std::signbit(FindNearest(LShape(), Vec3(4, 0, 0)).distance));
@@ -175,15 +118,15 @@ TEST_F(PolyLineTest, NearestPointIsSignedAndPrefersTheEarlierCandidate)
 
 // The search against the smallest distance to any segment by brute force,
 // over random lines and positions.
-TEST_F(PolyLineTest, NearestPointAgreesWithBruteForce)
+TEST(PolyLineTest, NearestPointAgreesWithBruteForce)
 {
     std::mt19937 random(77u);
     std::uniform_real_distribution<double> coordinate(-100.0, 100.0);
     auto randomPoint = [&]() { return Vec3(coordinate(random), coordinate(random), 0.05 * coordinate(random)); };
-    for (int lineIndex = 0; lineIndex < 20; ++lineIndex)
+    for (int lineIndex = 0; lineIndex < 10; ++lineIndex)
     {
         std::vector<Vec3> p;
-        for (int i = 0; i < 2 + lineIndex * 3; ++i)
+        for (int i = 0; i < 2 + lineIndex * 6; ++i)
             p.push_back(randomPoint());
         const Core::PolyLine line = MakeLine(p);
         for (int k = 0; k < 200; ++k)
@@ -195,7 +138,6 @@ TEST_F(PolyLineTest, NearestPointAgreesWithBruteForce)
             const Nearest n = FindNearest(line, position);
             ASSERT_TRUE(n.found);
             EXPECT_NEAR(std::fabs(n.distance), best, 1e-9);
-            EXPECT_NEAR((n.point - position).Length(), best, 1e-9);
             EXPECT_EQ(n.distance > 0, RightDistance(p[n.segment], p[n.segment + 1], position) < 0);
             // The along-track distance leads back to the nearest point.
             unsigned int segment = 0;
@@ -209,29 +151,24 @@ TEST_F(PolyLineTest, NearestPointAgreesWithBruteForce)
 // A pass east and its return 4 m north: a vehicle heading west is matched to
 // the return leg by its score though the outward leg is closer; the search
 // scores the window's start vertex and one candidate per segment, nothing more.
-TEST_F(PolyLineTest, ScoreCallbackRanksCandidatesOfTheWindowOnly)
+TEST(PolyLineTest, ScoreCallbackRanksCandidatesOfTheWindowOnly)
 {
     const Core::PolyLine line = MakeLine({Vec3(0, 0, 0), Vec3(100, 0, 0), Vec3(100, 4, 0), Vec3(0, 4, 0)});
-    HeadingScore westward(kPi);
-    const Nearest n = FindScored(line, 0, 4, Vec3(50, 1, 0), westward);
-    EXPECT_EQ(n.segment, 2u);
-    EXPECT_EQ(n.distance, 3.0);
-    EXPECT_EQ(n.alongTrack, 154.0);
-    EXPECT_EQ(westward.calls, 4);
-    EXPECT_EQ(FindNearest(line, Vec3(50, 1, 0)).segment, 0u);
+    HeadingScore westward{kPi};
+    const Nearest n = westward.Find(line, 0, 4, Vec3(50, 1, 0));
+    EXPECT_EQ(std::make_tuple(2u, 3.0, 154.0, 4), std::make_tuple(n.segment, n.distance, n.alongTrack, westward.calls));
 
     std::vector<Vec3> p;
     for (int i = 0; i < 1000; ++i)
         p.push_back(Vec3(i, 0, 0));
-    HeadingScore eastward(0.0);
-    EXPECT_EQ(FindScored(MakeLine(p), 500, 510, Vec3(0, 3, 0), eastward).segment, 499u);
+    HeadingScore eastward{0.0};
+    EXPECT_EQ(eastward.Find(MakeLine(p), 500, 510, Vec3(0, 3, 0)).segment, 499u);
     EXPECT_EQ(eastward.calls, 11);
 }
 
-TEST_F(PolyLineTest, RecordingAppendsToTheCacheWithoutRebuilding)
+TEST(PolyLineTest, RecordingAppendsToTheCacheWithoutRebuilding)
 {
     Core::PolyLine line;
-    line.ReservePointCount(100000);
     line.AddPoint(Vec3(0, 0, 0), true);
     line.AddPoint(Vec3(0.05, 0.05, 0.05), true); // closer than 0.1: dropped
     line.AddPoint(Vec3(0.5, 0, 0), true);
@@ -246,58 +183,39 @@ TEST_F(PolyLineTest, RecordingAppendsToTheCacheWithoutRebuilding)
         line.AddPoint(next, true);
         ASSERT_NEAR(line.Length(), expected, 1e-9 * expected) << i;
     }
-    EXPECT_EQ(line.GetPointCount(), 100000u);
     EXPECT_EQ(FindNearest(line, Vec3(25000.2, 3, 0)).segment, 50000u);
     EXPECT_EQ(line.GetSegmentCacheRebuildCount(), rebuilds);
-    line.AddPoint(Vec3(0.5 * 99999 + 0.01, 0, 0), false);
-    EXPECT_EQ(line.GetPointCount(), 100001u);
 }
 
-TEST_F(PolyLineTest, TrimmingAndEditingKeepTheCacheAndBoundsRight)
+TEST(PolyLineTest, TrimmingAndEditingKeepTheCacheAndBoundsRight)
 {
     Core::PolyLine line = MakeLine({Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 20, 0), Vec3(-30, 20, 0)});
     EXPECT_EQ(line.Length(), 70.0);
     const unsigned long rebuilds = line.GetSegmentCacheRebuildCount();
     line.TrimBackTo(3, false);
     EXPECT_EQ(line.Length(), 30.0);
-    EXPECT_EQ(line.SegmentLength(2), 0.0);
     EXPECT_EQ(line.GetSegmentCacheRebuildCount(), rebuilds);
-    // Without recalculation the box still covers the dropped point.
-    EXPECT_EQ(line.GetBounds().GetMin().x, -30.0);
+    EXPECT_EQ(line.GetBounds().GetMin().x, -30.0) << "without recalculation the box still covers the dropped point";
     line.Edit(2, Vec3(10, 5, 0), false);
     EXPECT_EQ(line.Length(), 15.0);
-    EXPECT_EQ(line.GetBounds().GetMax().y, 20.0);
     line.Edit(2, Vec3(10, 4, 0), true);
     EXPECT_EQ(line.GetBounds().GetMax().y, 4.0);
-    EXPECT_EQ(line.GetBounds().GetMin().x, 0.0);
-    line.TrimBackTo(1, false);
-    EXPECT_EQ(line.Length(), 0.0);
-    EXPECT_EQ(line.GetBounds().GetMax(), Vec3(0, 0, 0));
 }
 
 // With a loop span, a new segment crossing a recent one cuts the loop out:
 // (5,10) -> (5,-5) crosses the first segment at (5,0).
-TEST_F(PolyLineTest, LoopSpanCutsOutTheLoopANewPointCloses)
+TEST(PolyLineTest, LoopSpanCutsOutTheLoopANewPointCloses)
 {
-    const std::vector<Vec3> square = {Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 10, 0), Vec3(5, 10, 0)};
     for (unsigned int span : {2u, 10u})
     {
         Core::PolyLine line;
         line.SetLoopSpan(span);
-        for (const Vec3& p : square)
+        for (const Vec3& p : {Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 10, 0), Vec3(5, 10, 0), Vec3(5, -5, 0)})
             line.AddPoint(p, true);
-        line.AddPoint(Vec3(5, -5, 0), true);
-        if (span == 2)
-        {
-            // Only the segment ending at the last point is in reach: the loop stays.
-            EXPECT_EQ(line.GetPointCount(), 5u);
-            continue;
-        }
-        const std::vector<Vec3> cut = {Vec3(0, 0, 0), Vec3(5, 0, 0), Vec3(5, -5, 0)};
-        EXPECT_EQ(line.GetPoints(), cut);
-        EXPECT_EQ(line.Length(), 10.0);
+        // A span of 2 reaches only the segment ending at the last point: the loop stays.
+        EXPECT_EQ(line.GetPointCount(), span == 2 ? 5u : 3u);
+        EXPECT_EQ(line.Length(), span == 2 ? 40.0 : 10.0);
     }
-
     // A valid cache keeps the segments a cut drops. Each new segment here
     // turns, so it touches the previous one at their shared vertex; with these
     // coordinates the touch is exact, the last point is replaced by itself and
@@ -306,7 +224,7 @@ TEST_F(PolyLineTest, LoopSpanCutsOutTheLoopANewPointCloses)
     line.SetLoopSpan(10);
     line.AddPoint(Vec3(0, 0, 0), true);
     line.AddPoint(Vec3(10, 0, 0), true);
-    EXPECT_EQ(line.Length(), 10.0);
+    EXPECT_EQ(line.Length(), 10.0); // the query makes the cache valid
     line.AddPoint(Vec3(10, 10, 0), true);
     EXPECT_EQ(line.GetPointCount(), 3u);
     EXPECT_EQ(line.Length(), 30.0);
@@ -314,24 +232,21 @@ TEST_F(PolyLineTest, LoopSpanCutsOutTheLoopANewPointCloses)
     EXPECT_EQ(line.Length(), 20.0);
 }
 
-TEST_F(PolyLineTest, DouglasPeuckerKeepsTheFarPointsAndAClosedLinesRepeat)
+TEST(PolyLineTest, DouglasPeuckerKeepsTheFarPointsAndAClosedLinesRepeat)
 {
     // The bump (0.3 m) exceeds the tolerance; every other point stays within
     // 0.2 m of the chords to it.
     Core::PolyLine line = MakeLine({Vec3(0, 0, 0), Vec3(10, 0.05, 0), Vec3(20, 0, 0), Vec3(30, 0.3, 0),
                                     Vec3(40, 0, 0), Vec3(50, -0.05, 0), Vec3(60, 0, 0)});
     line.TrimColinear(0.25);
-    const std::vector<Vec3> kept = {Vec3(0, 0, 0), Vec3(30, 0.3, 0), Vec3(60, 0, 0)};
-    EXPECT_EQ(line.GetPoints(), kept);
-    EXPECT_EQ(line.Length(), 2 * std::hypot(30.0, 0.3));
-
+    EXPECT_EQ(line.GetPoints(), (std::vector<Vec3>{Vec3(0, 0, 0), Vec3(30, 0.3, 0), Vec3(60, 0, 0)}));
     // A closed square with edge points: the reduction runs to the point before
     // the repeated first point, so the corners and the repeat are kept.
     Core::PolyLine square = MakeLine({Vec3(0, 0, 0), Vec3(5, 0, 0), Vec3(10, 0, 0), Vec3(10, 5, 0), Vec3(10, 10, 0),
                                       Vec3(0, 10, 0), Vec3(0, 0, 0)});
     square.TrimColinear(0.1);
-    const std::vector<Vec3> corners = {Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 10, 0), Vec3(0, 10, 0), Vec3(0, 0, 0)};
-    EXPECT_EQ(square.GetPoints(), corners);
+    EXPECT_EQ(square.GetPointCount(), 5u);
+    EXPECT_EQ(square.GetPoints().back(), Vec3(0, 0, 0));
 }
 
 // First and second derivatives of a Bezier curve (evaluated by de Casteljau)
@@ -349,24 +264,16 @@ Vec2 FiniteDifferences(const double* c, int count, double t)
     return Vec2((at(t + h) - at(t - h)) / (2 * h), (at(t + h) - 2 * at(t) + at(t - h)) / (h * h));
 }
 
-TEST_F(PolyLineTest, BezierDerivativesMatchFiniteDifferences)
-{
-    const double c[] = {1.0, -2.0, 4.5, 3.0, -1.0};
-    for (int count = 2; count <= 5; ++count)
-        for (double t : {0.0, 0.5, 0.8})
-        {
-            EXPECT_NEAR(Core::getDiff1(t, c, count), FiniteDifferences(c, count, t).x, 1e-6) << count << " " << t;
-            EXPECT_NEAR(Core::getDiff2(t, c, count), FiniteDifferences(c, count, t).y, 1e-4) << count << " " << t;
-        }
-    EXPECT_EQ(Core::getDiff1(0.3, c, 1), 1.0);
-    EXPECT_EQ(Core::getDiff1(0.3, c, 6), 0.0);
-}
-
 // Four points: one cubic through them. Its curvature at u = 2/3 judges point 1,
 // and point 2 (7.07 m off its chord) is judged by distance alone.
-TEST_F(PolyLineTest, CurvatureOfShortLinesIsStoredOnePlaceLow)
+TEST(PolyLineTest, CurvatureOfShortLinesIsStoredOnePlaceLow)
 {
     const double x[] = {0, 10, 20, 20}, y[] = {0, 0, 0, 10};
+    for (double t : {0.0, 0.5, 0.8})
+    {
+        EXPECT_NEAR(Core::getDiff1(t, y, 4), FiniteDifferences(y, 4, t).x, 1e-6) << t;
+        EXPECT_NEAR(Core::getDiff2(t, y, 4), FiniteDifferences(y, 4, t).y, 1e-4) << t;
+    }
     auto curvature = [&](double u) {
         const Vec2 dx = FiniteDifferences(x, 4, u), dy = FiniteDifferences(y, 4, u);
         return std::fabs(dx.x * dy.y - dx.y * dy.x) / std::pow(dx.x * dx.x + dy.x * dy.x, 1.5);
@@ -384,14 +291,6 @@ TEST_F(PolyLineTest, CurvatureOfShortLinesIsStoredOnePlaceLow)
     EXPECT_EQ(farOff.GetPointCount(), 4u);
     farOff.TrimColinearByCurvature(7.1, 0.0);
     EXPECT_EQ(farOff.GetPointCount(), 3u);
-
-    // Five-point windows: a straight run loses every interior point.
-    std::vector<Vec3> straight;
-    for (int i = 0; i < 10; ++i)
-        straight.push_back(Vec3(2.0 * i, 1.0 * i, 0));
-    Core::PolyLine run = MakeLine(straight);
-    run.TrimColinearByCurvature(0.01, 1e-9);
-    EXPECT_EQ(run.GetPointCount(), 2u);
 }
 
 } // namespace

@@ -57,18 +57,11 @@ TEST_F(SerialPortTest, ClosedPortFailsEveryCallAndTouchesNoOutput)
     EXPECT_TRUE(m_port.Close());
     EXPECT_EQ("", m_port.Read(100));
     EXPECT_EQ(1u, m_port.GetReadBufferCapacity()) << "a closed port allocates nothing";
-    EXPECT_EQ(0, m_port.Write(std::string("abc")));
-    EXPECT_EQ(0, m_port.SetBaudRate(19200) + m_port.SetPortOptions());
-    EXPECT_EQ(0, m_port.FlushReceiveBuffer() + m_port.FlushTransmitBuffer());
-    EXPECT_FALSE(m_port.SendBreak(0.25f));
-    EXPECT_FALSE(m_port.SetModemStatusBits(0) || m_port.SetModemStatusBitMask(TIOCM_RTS) ||
-                 m_port.ClearModemStatusBitMask(TIOCM_RTS) || m_port.SetLineState_RTS(true));
-    Serial::EHandshaking mode = Serial::EHandshaking(7);
+    EXPECT_EQ(0, m_port.Write(std::string("abc")) + m_port.SetBaudRate(19200) + m_port.FlushReceiveBuffer());
+    EXPECT_FALSE(m_port.SendBreak(0.25f) || m_port.SetLineState_RTS(true));
     unsigned bits = 0xABCD;
-    bool cts = true, rts = true;
-    EXPECT_FALSE(m_port.GetHandshaking(mode) || m_port.GetModemStatusBits(bits) || m_port.GetLineState_CTS(cts) ||
-                 m_port.GetLineState_RTS(rts));
-    EXPECT_TRUE(mode == 7 && bits == 0xABCD && cts && rts);
+    EXPECT_FALSE(m_port.GetModemStatusBits(bits));
+    EXPECT_EQ(0xABCDu, bits);
 }
 
 TEST_F(SerialPortTest, FailedOpenPrintsThePrefixAndTheSystemError)
@@ -96,29 +89,22 @@ TEST_F(SerialPortTest, RawModePassesEveryByteValueUnchangedBothWays)
 
 TEST_F(SerialPortTest, ProgrammedSpeedReadsBackAndUnlistedRatesBecome9600)
 {
-    const std::pair<int, speed_t> cases[] = {
-        {50, B50},         {300, B300},       {2400, B2400},   {9600, B9600},  {19200, B19200},
-        {57600, B57600},   {115200, B115200}, {230400, B230400}, {460800, B460800},
-        {12345, B9600},    {14400, B9600},    {-4800, B9600},
-    };
     EXPECT_EQ(0, m_port.SetBaudRate(57600)) << "stored while closed, applied by Open";
     OpenPort(Time(0L));
     EXPECT_EQ(B57600, DeviceSpeed());
     EXPECT_EQ(0u, m_pty.Attributes().c_lflag & (ICANON | ECHO | ISIG)) << "raw mode";
+    const std::pair<int, speed_t> cases[] = {{50, B50}, {460800, B460800}, {12345, B9600}, {14400, B9600}, {-4800, B9600}};
     for (const auto& c : cases)
     {
         EXPECT_EQ(0, m_port.SetBaudRate(c.first));
         EXPECT_EQ(c.second, DeviceSpeed()) << c.first;
     }
-}
-
-TEST_F(SerialPortTest, FastestSpeedReadsBack)
-{
-    if (CoreTest::kTargetEmulated)
-        GTEST_SKIP() << "the user-mode emulator translates no terminal speed above 460800 bit/s";
-    OpenPort(Time(0L));
-    m_port.SetBaudRate(921600);
-    EXPECT_EQ(B921600, DeviceSpeed());
+    // The user-mode emulator translates no terminal speed above 460800 bit/s.
+    if (!CoreTest::kTargetEmulated)
+    {
+        m_port.SetBaudRate(921600);
+        EXPECT_EQ(B921600, DeviceSpeed());
+    }
 }
 
 TEST_F(SerialPortTest, HandshakingIsAppliedAtOpenAndReadFromTheDevice)
@@ -126,7 +112,6 @@ TEST_F(SerialPortTest, HandshakingIsAppliedAtOpenAndReadFromTheDevice)
     EXPECT_FALSE(m_port.SetHandshaking(Serial::HANDSHAKE_RTS_CTS)) << "closed: refused, not stored";
     OpenPort(Time(0L));
     EXPECT_EQ(0u, m_pty.Attributes().c_cflag & CRTSCTS);
-
     // A mode stored while open is applied again by the next Open.
     ASSERT_TRUE(m_port.SetHandshaking(Serial::HANDSHAKE_RTS_CTS));
     ASSERT_TRUE(m_port.Close());
@@ -134,18 +119,11 @@ TEST_F(SerialPortTest, HandshakingIsAppliedAtOpenAndReadFromTheDevice)
     attributes.c_cflag &= ~CRTSCTS;
     ASSERT_TRUE(m_pty.SetAttributes(attributes));
     ASSERT_TRUE(m_port.Open());
-    Serial::EHandshaking mode = Serial::HANDSHAKE_NONE;
-    ASSERT_TRUE(m_port.GetHandshaking(mode));
-    EXPECT_EQ(Serial::HANDSHAKE_RTS_CTS, mode);
-
+    EXPECT_NE(0u, m_pty.Attributes().c_cflag & CRTSCTS);
     // The query reports the device, whatever mode is stored.
     ASSERT_TRUE(m_pty.SetAttributes(attributes));
-    ASSERT_TRUE(m_port.GetHandshaking(mode));
-    EXPECT_EQ(Serial::HANDSHAKE_NONE, mode);
-
-    ASSERT_TRUE(m_port.SetHandshaking(Serial::HANDSHAKE_RTS_CTS));
-    ASSERT_TRUE(m_port.SetHandshaking(Serial::EHandshaking(7))) << "any other value means none";
-    EXPECT_EQ(0u, m_pty.Attributes().c_cflag & CRTSCTS);
+    Serial::EHandshaking mode = Serial::HANDSHAKE_RTS_CTS;
+    EXPECT_TRUE(m_port.GetHandshaking(mode) && mode == Serial::HANDSHAKE_NONE);
 }
 
 TEST_F(SerialPortTest, TimeoutsWaitPollAndBlockAsSet)
@@ -164,6 +142,9 @@ TEST_F(SerialPortTest, TimeoutsWaitPollAndBlockAsSet)
     ASSERT_TRUE(m_pty.WaitUntilSlaveReadable(5000));
     EXPECT_EQ("0123", m_port.Read(4));
     EXPECT_EQ("456789", m_port.Read(100));
+    EXPECT_EQ(100u, m_port.GetReadBufferCapacity()) << "the buffer grows to the largest request";
+    EXPECT_EQ("", m_port.Read(-1));
+    EXPECT_EQ(100u, m_port.GetReadBufferCapacity()) << "and never shrinks";
 
     // Blocking: the device sends after 300 ms, and hangs up after 20 s so a
     // read that missed the data still ends.
@@ -179,17 +160,6 @@ TEST_F(SerialPortTest, TimeoutsWaitPollAndBlockAsSet)
     EXPECT_GE(SecondsSince(start), 0.25);
     m_port.Write(std::string("!"));
     device.join();
-}
-
-TEST_F(SerialPortTest, ReadBufferGrowsToTheLargestRequestAndNeverShrinks)
-{
-    OpenPort(Time(0L));
-    const std::pair<int, unsigned> steps[] = {{16, 16}, {64, 64}, {8, 64}, {-1, 64}};
-    for (const auto& step : steps)
-    {
-        EXPECT_EQ("", m_port.Read(step.first));
-        EXPECT_EQ(step.second, m_port.GetReadBufferCapacity()) << step.first;
-    }
 }
 
 TEST_F(SerialPortTest, HungUpDeviceReadsAsEmptyInEveryTimeoutMode)

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 namespace
 {
 
@@ -33,34 +31,19 @@ const EphemerisCase kEphemeris[] = {
     {953553600, 0.0, 0.00, 88.1545, 88.1540}, // 2000-03-20 12:00:00
     {953532000, 0.0, 0.00, -1.0141, -1.8656}, // 2000-03-20 06:00:00
     {1624273200, 52.2, 0.12, 58.9431, 58.9335}, // 2021-06-21 11:00:00
-    {1640088000, 52.2, 0.12, 14.4190, 14.3585}, // 2021-12-21 12:00:00
     {1640100600, 52.2, 0.12, 1.6761, 1.3524}, // 2021-12-21 15:30:00
     {1624309200, 52.2, 0.12, -3.3625, -4.6398}, // 2021-06-21 21:00:00
-    {1640052000, 52.2, 0.12, -52.9539, -52.9539}, // 2021-12-21 02:00:00
-    {1569233700, -33.9, 18.40, 55.6891, 55.6782}, // 2019-09-23 10:15:00
     {1561135200, -33.9, 18.40, -11.2256, -11.2256}, // 2019-06-21 16:40:00
     {1672880400, -33.9, 151.20, 72.6534, 72.6484}, // 2023-01-05 01:00:00
     {1689463800, 40.7, -74.00, 8.8654, 8.7686}, // 2023-07-15 23:30:00
-    {1689429600, 40.7, -74.00, 47.1877, 47.1730}, // 2023-07-15 14:00:00
-    {1655769600, 78.2, 15.60, 12.0898, 12.0178}, // 2022-06-21 00:00:00
-    {1671624000, 78.2, 15.60, -12.0703, -12.0703}, // 2022-12-21 12:00:00
-    {1671624000, -77.8, 166.70, 11.5920, 11.5170}, // 2022-12-21 12:00:00
-    {1655787600, 89.9, 0.00, 23.4454, 23.4088}, // 2022-06-21 05:00:00
     {1655830800, 89.9, 0.00, 23.4983, 23.4619}, // 2022-06-21 17:00:00
     {1646121600, -89.9, 45.00, 7.7545, 7.6448}, // 2022-03-01 08:00:00
     {-14182980, 28.6, -80.60, 51.1206, 51.1078}, // 1969-07-20 20:17:00
     {-3600, 35.7, 139.70, 10.9151, 10.8356}, // 1969-12-31 23:00:00
-    {-315576000, 51.5, -0.10, 15.4921, 15.4349}, // 1960-01-01 12:00:00
     {-458577000, -23.5, -46.60, -3.0119, -4.4480}, // 1955-06-21 09:30:00
-    {-1255413600, 19.4, -99.10, 67.9769, 67.9705}, // 1930-03-21 18:00:00
     {-2030184000, 60.2, 24.90, 35.0029, 34.9803}, // 1905-09-01 12:00:00
     {2078392260, 10.0, 100.00, -3.3578, -4.6378}, // 2035-11-11 11:11:00
 };
-
-double ElevationDegrees(long seconds, double latitude, double longitude)
-{
-    return Rad2Deg(Core::Sunrise::SolarElevation(Core::Time(seconds, 0L), Deg2Rad(latitude), Deg2Rad(longitude)));
-}
 
 TEST(SunTest, ElevationAgreesWithAnIndependentEphemeris)
 {
@@ -68,49 +51,19 @@ TEST(SunTest, ElevationAgreesWithAnIndependentEphemeris)
     for (const EphemerisCase& c : kEphemeris)
     {
         SCOPED_TRACE(testing::Message() << c.seconds << " at " << c.latitude << ", " << c.longitude);
+        const Core::Time when(c.seconds, 0L);
+        const double latitude = Deg2Rad(c.latitude), longitude = Deg2Rad(c.longitude);
+        const double elevation = Rad2Deg(Core::Sunrise::SolarElevation(when, latitude, longitude));
         // The series is good to about 0.02 degrees. Near the horizon the two
         // refraction models differ by a few tenths of a degree; below it the
         // ephemeris keeps refracting strongly, while the series adds at most
         // 0.2 degrees there, so the geometric elevation is the reference.
-        const double elevation = ElevationDegrees(c.seconds, c.latitude, c.longitude);
-        if (c.refracted > 5)
-        {
-            EXPECT_NEAR(c.refracted, elevation, 0.05);
-        }
-        else if (c.geometric > -0.6)
-        {
-            EXPECT_NEAR(c.refracted, elevation, 0.3);
-        }
+        if (c.geometric > -0.6)
+            EXPECT_NEAR(c.refracted, elevation, c.refracted > 5 ? 0.05 : 0.3);
         else
-        {
             EXPECT_NEAR(c.geometric, elevation, 0.25);
-        }
-        EXPECT_EQ(c.refracted > 0, Core::Sunrise::IsDaytime(Core::Time(c.seconds, 0L), Deg2Rad(c.latitude),
-                                                              Deg2Rad(c.longitude)));
+        EXPECT_EQ(c.refracted > 0, Core::Sunrise::IsDaytime(when, latitude, longitude));
     }
-}
-
-TEST(SunTest, EquinoxNoonOnTheEquatorIsNearlyOverhead)
-{
-    CORETEST_REQUIRE_TRIGONOMETRY();
-    const double elevation = Core::Sunrise::SolarElevation(Core::Time(953553600L, 0L), 0.0, 0.0);
-    EXPECT_NEAR(Core::Maths::Math<double>::HALF_PI, elevation, Deg2Rad(3.0));
-}
-
-TEST(SunTest, AtThePoleTheTimeOfDayDoesNotMatter)
-{
-    CORETEST_REQUIRE_TRIGONOMETRY();
-    // Over one day the declination moves by less than 0.01 degree near a solstice.
-    const double pole = Core::Maths::Math<double>::HALF_PI;
-    const long midsummer = 1655769600; // 2022-06-21 00:00 UTC
-    const double first = ElevationDegrees(midsummer, 90.0, 0.0);
-    for (long hour = 1; hour < 24; ++hour)
-    {
-        EXPECT_NEAR(first, Rad2Deg(Core::Sunrise::SolarElevation(Core::Time(midsummer + hour * 3600, 0L), pole,
-                                                                 Deg2Rad(hour * 15.0))),
-                    0.01);
-    }
-    EXPECT_NEAR(23.44, first, 0.1) << "the midsummer declination, plus a little refraction";
 }
 
 } // namespace

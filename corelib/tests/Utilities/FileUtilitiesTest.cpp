@@ -74,39 +74,20 @@ protected:
 
 TEST_F(FileUtilitiesTest, PathPiecesSplitOnlyAtTheLastSlashAndDot)
 {
-    struct Case
-    {
-        const char* path;
-        const char* name;
-        const char* extension;
-        const char* withoutExtension;
-        const char* parent; // nullptr: the working directory
-    } cases[] = {
-        {"archive.tar.gz", "archive.tar.gz", "gz", "archive.tar", nullptr},
-        {"/mnt/usb.d/file", "file", "", "/mnt/usb.d/file", "/mnt/usb.d"},
-        {".profile", ".profile", "profile", "", nullptr},
-        {"dir/", "", "", "dir/", "dir"},
-        {"dir/name.", "name.", "", "dir/name", "dir"},
-        {"a/b/c", "c", "", "a/b/c", "a/b"},
-        {"/file", "file", "", "/file", ""}, // the root is not given back as "/"
-    };
-    for (const Case& c : cases)
+    const struct { const char* path; const char* name; const char* extension; const char* withoutExtension; } cases[] = {
+        {"archive.tar.gz", "archive.tar.gz", "gz", "archive.tar"}, {"/mnt/usb.d/file", "file", "", "/mnt/usb.d/file"},
+        {".profile", ".profile", "profile", ""}, {"dir/name.", "name.", "", "dir/name"}};
+    for (const auto& c : cases)
     {
         EXPECT_EQ(c.name, GetFileName(c.path)) << c.path;
         EXPECT_EQ(c.extension, GetFileExtension(c.path)) << c.path;
         EXPECT_EQ(c.withoutExtension, RemoveFileExtension(c.path)) << c.path;
-        if (c.parent != nullptr)
-        {
-            EXPECT_EQ(c.parent, GetParentPath(c.path)) << c.path;
-        }
     }
-
-    EXPECT_EQ("a_b_c_.txt", SanitizeFilename("a b/c?.txt", "_"));
+    EXPECT_EQ("dir", GetParentPath("dir/"));
+    EXPECT_EQ("", GetParentPath("/file")) << "the root is not given back as \"/\"";
     EXPECT_EQ("abc.txt", SanitizeFilename("a b/c?.txt", ""));
-    EXPECT_EQ("x--y", SanitizeFilename("x/y", "--"));
     // UTF-8 letters and zero bytes are not ASCII letters; dots pass.
-    EXPECT_EQ("caf__x_", SanitizeFilename(std::string("caf\xC3\xA9x\0", 7), "_"));
-    EXPECT_EQ("..", SanitizeFilename("..", "_"));
+    EXPECT_EQ("caf--x-..", SanitizeFilename(std::string("caf\xC3\xA9x\0..", 9), "-"));
 }
 
 TEST_F(FileUtilitiesTest, ParentOfABareNameIsTheWorkingDirectoryOrAReportedFailure)
@@ -136,23 +117,19 @@ TEST_F(FileUtilitiesTest, ParentOfABareNameIsTheWorkingDirectoryOrAReportedFailu
 TEST_F(FileUtilitiesTest, SyncParentDirReportsEachFailureInItsOwnWords)
 {
     ASSERT_TRUE(WriteBytes(m_dir.File("plain"), "x"));
-    struct Case
-    {
-        std::string path;
-        const char* output;
-    } cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {m_dir.File("file"), ""},
         {"/file", "SyncParentDir: unable to determine parent path\n"},
         {m_dir.File("missing/file"), "SyncParentDir:open: No such file or directory\n"},
         {m_dir.File("plain/file"), "SyncParentDir:open: Not a directory\n"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(c.output, OutputOf([&c] { SyncParentDir(c.path); })) << c.path;
+    for (const auto& c : cases)
+        EXPECT_EQ(c.second, OutputOf([&c] { SyncParentDir(c.first); })) << c.first;
 }
 
 TEST_F(FileUtilitiesTest, ReadFileAppendsEveryByteAtEachBlockBoundary)
 {
-    for (size_t size : {0u, 1u, 4095u, 4096u, 4097u, 8192u, 10000u})
+    for (size_t size : {0u, 4095u, 4096u, 4097u, 10000u})
     {
         const std::string path = m_dir.File("in" + std::to_string(size));
         ASSERT_TRUE(WriteBytes(path, Pattern(size)));
@@ -165,22 +142,12 @@ TEST_F(FileUtilitiesTest, ReadFileAppendsEveryByteAtEachBlockBoundary)
     EXPECT_EQ("kept", contents);
 }
 
-TEST_F(FileUtilitiesTest, WriteFileReplacesAndLeavesNoTemporaryBehind)
-{
-    const std::string path = m_dir.File("out.bin");
-    EXPECT_TRUE(WriteFile(path, Pattern(5000)));
-    EXPECT_EQ(Pattern(5000), ReadBytes(path));
-    EXPECT_TRUE(WriteFile(path, ""));
-    EXPECT_TRUE(CoreTest::FileExists(path));
-    EXPECT_EQ("", ReadBytes(path));
-    EXPECT_FALSE(WriteFile(m_dir.File("missing/out.bin"), "x"));
-    EXPECT_EQ(Names{"out.bin"}, Entries());
-}
-
-TEST_F(FileUtilitiesTest, ShortWriteKeepsTheOldFileAndRemovesTheTemporary)
+TEST_F(FileUtilitiesTest, WriteFileReplacesWholeOrNotAtAllAndLeavesNoTemporaryBehind)
 {
     const std::string path = m_dir.File("config.xml");
-    ASSERT_TRUE(WriteBytes(path, "old"));
+    EXPECT_TRUE(WriteFile(path, Pattern(5000)));
+    EXPECT_EQ(Pattern(5000), ReadBytes(path));
+    EXPECT_FALSE(WriteFile(m_dir.File("missing/out.bin"), "x"));
     // A file-size limit makes the write fail part-way, as a full disk would.
     EXPECT_EQ("false", OutputOf([&path] {
                   std::signal(SIGXFSZ, SIG_IGN);
@@ -188,7 +155,7 @@ TEST_F(FileUtilitiesTest, ShortWriteKeepsTheOldFileAndRemovesTheTemporary)
                   setrlimit(RLIMIT_FSIZE, &limit);
                   std::fputs(WriteFile(path, std::string(10000, 'n')) ? "true" : "false", stdout);
               }));
-    EXPECT_EQ("old", ReadBytes(path));
+    EXPECT_EQ(Pattern(5000), ReadBytes(path));
     EXPECT_EQ(Names{"config.xml"}, Entries());
 }
 
@@ -219,18 +186,12 @@ TEST_F(FileUtilitiesTest, ConcurrentReaderSeesTheOldOrTheCompleteNewFile)
 TEST_F(FileUtilitiesTest, ExistsDeleteAndGlob)
 {
     const std::string path = m_dir.File("b.txt");
-    EXPECT_FALSE(FileExists(path));
     EXPECT_FALSE(FileDelete(path));
     for (const char* name : {"b.txt", "a.txt", "c.log"})
         ASSERT_TRUE(WriteBytes(m_dir.File(name), ""));
-    EXPECT_TRUE(FileExists(path));
-
     std::list<std::string> paths{"kept"};
     EXPECT_TRUE(Glob(m_dir.File("*.txt"), paths));
-    EXPECT_EQ((std::list<std::string>{"kept", m_dir.File("a.txt"), path}), paths);
-    EXPECT_TRUE(Glob(m_dir.File("*.none"), paths));
-    EXPECT_EQ(3u, paths.size());
-
+    EXPECT_EQ((std::list<std::string>{"kept", m_dir.File("a.txt"), path}), paths) << "appended, sorted";
     EXPECT_TRUE(FileDelete(path));
     EXPECT_FALSE(FileExists(path));
 }
@@ -268,8 +229,7 @@ TEST_F(FileUtilitiesTest, FilesystemSizesMatchTheStatProgram)
 
     unsigned int freeKiB = 7, totalKiB = 8;
     EXPECT_FALSE(MountedFilesystemStatus(m_dir.File("missing"), freeKiB, totalKiB));
-    EXPECT_EQ(7u, freeKiB);
-    EXPECT_EQ(8u, totalKiB);
+    EXPECT_EQ(std::make_pair(7u, 8u), std::make_pair(freeKiB, totalKiB));
 }
 
 TEST(UsbStick, AMountPointOnAnOrdinaryFilesystemCountsAsPresent)
@@ -296,13 +256,11 @@ TEST(FilesystemSize, FlashFilesystemsReportNothingAndLargeOnesWrapAt4GiB)
     {
         status.f_type = static_cast<decltype(status.f_type)>(magic);
         Internal::FilesystemSizeKiB(status, freeKiB, totalKiB);
-        EXPECT_EQ(0u, freeKiB) << std::hex << magic;
-        EXPECT_EQ(0u, totalKiB) << std::hex << magic;
+        EXPECT_EQ(std::make_pair(0u, 0u), std::make_pair(freeKiB, totalKiB)) << std::hex << magic;
     }
     status.f_type = EXT4_SUPER_MAGIC;
     Internal::FilesystemSizeKiB(status, freeKiB, totalKiB);
-    EXPECT_EQ(0x3FFFFCu, freeKiB);
-    EXPECT_EQ(8u, totalKiB);
+    EXPECT_EQ(std::make_pair(0x3FFFFCu, 8u), std::make_pair(freeKiB, totalKiB));
 }
 
 } // namespace
