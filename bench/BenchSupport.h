@@ -1,0 +1,49 @@
+// Helpers shared by the benchmark files: the smoke-run switch, a scratch
+// directory for files the benchmarks write, and deterministic test data.
+#ifndef CORELIB_BENCH_BENCHSUPPORT_H
+#define CORELIB_BENCH_BENCHSUPPORT_H
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace CoreBench
+{
+
+// True when bench/run asked for a smoke run (CORELIB_BENCH_SMOKE set): every
+// benchmark then runs once, so large inputs are built at a reduced size to
+// keep the whole run short.
+inline bool Smoke()
+{
+    static const bool smoke = std::getenv("CORELIB_BENCH_SMOKE") != nullptr;
+    return smoke;
+}
+
+// full in a measured run, reduced in a smoke run.
+inline long long Sized(long long full, long long reduced)
+{
+    return Smoke() ? reduced : full;
+}
+
+// A directory for the benchmarks' files, created on first use under
+// $TMPDIR (or /tmp) and removed with its contents when the program ends.
+const std::string& ScratchDirectory();
+// ScratchDirectory() + "/" + name.
+std::string ScratchFile(const std::string& name);
+
+// Deterministic pseudo-random bytes, the same in every run and for both sides.
+std::string PseudoRandomBytes(std::size_t count, unsigned int seed);
+
+// Stops the benchmark with an error unless the two outputs agree, so a
+// comparison that stopped producing the same result cannot go unnoticed.
+inline bool SameOutput(benchmark::State& state, bool same, const char* what)
+{
+    if (!same)
+        state.SkipWithError(what);
+    return same;
+}
+
+} // namespace CoreBench
+
+#endif
