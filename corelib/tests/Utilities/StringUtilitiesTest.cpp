@@ -235,6 +235,11 @@ TEST(StringSplit, ListSplitAppendsAndKeepsEmptyFields)
     // An empty separator is a caller error that must not split for ever.
     EXPECT_FALSE(SplitString("abc", std::string(), fields, 0));
     EXPECT_EQ(Fields{"kept"}, fields);
+
+    // Splitting one of the list's own fields into the list, which grows under it.
+    Fields self{"p::q::r"};
+    EXPECT_TRUE(SplitString(self[0], std::string("::"), self, 0));
+    EXPECT_EQ(Fields({"p::q::r", "p", "q", "r"}), self);
 }
 
 } // namespace
