@@ -8,6 +8,11 @@ Rows whose argument is a size (a number) also get a scaling line where a
 SCALING goal names them: the library's time per unit of size at the largest
 size over that at the smallest, so 1.0 is linear growth.
 
+Times are CPU times of the benchmark's process (user and system), which a
+busy machine disturbs far less than elapsed times; benchmarks registered
+with UseRealTime() (their names end in "/real_time") report elapsed time,
+for rows whose cost is waiting (a flush to the medium, a thread hand-over).
+
 A benchmark that reported an error (its two sides disagreed, or it could not
 run) fails the smoke run and shows as an error in the table.
 """
@@ -56,14 +61,16 @@ def load(path):
     for b in report["benchmarks"]:
         if b.get("run_type") == "aggregate" and b.get("aggregate_name") != "mean":
             continue
-        row, side = split(b.get("run_name", b["name"]))
+        name = b.get("run_name", b["name"])
+        row, side = split(name)
         if row is None:
             continue
         if b.get("error_occurred"):
             rows.setdefault(row, {})[side] = "error: " + b.get("error_message", "")
             continue
         scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[b.get("time_unit", "ns")]
-        rows.setdefault(row, {})[side] = b["real_time"] * scale
+        measure = "real_time" if name.endswith("/real_time") else "cpu_time"
+        rows.setdefault(row, {})[side] = b[measure] * scale
     return rows
 
 
