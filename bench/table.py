@@ -8,10 +8,12 @@ Rows whose argument is a size (a number) also get a scaling line where a
 SCALING goal names them: the library's time per unit of size at the largest
 size over that at the smallest, so 1.0 is linear growth.
 
-Times are CPU times of the benchmark's process (user and system), which a
-busy machine disturbs far less than elapsed times; benchmarks registered
-with UseRealTime() (their names end in "/real_time") report elapsed time,
-for rows whose cost is waiting (a flush to the medium, a thread hand-over).
+Times are CPU times (user and system), which a busy machine disturbs far
+less than elapsed times: of the benchmark's thread, or of the whole process
+for benchmarks registered with MeasureProcessCPUTime() (names ending in
+"/process_time"). Benchmarks registered with UseRealTime() (names ending in
+"/real_time") report elapsed time, for rows whose cost is waiting (a flush
+to the medium).
 
 A benchmark that reported an error (its two sides disagreed, or it could not
 run) fails the smoke run and shows as an error in the table.
