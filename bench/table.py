@@ -13,7 +13,8 @@ less than elapsed times: of the benchmark's thread, or of the whole process
 for benchmarks registered with MeasureProcessCPUTime() (names ending in
 "/process_time"). Benchmarks registered with UseRealTime() (names ending in
 "/real_time") report elapsed time, for rows whose cost is waiting (a flush
-to the medium).
+to the medium). A benchmark that reports a "median_ns" counter (the median
+time of one operation) is represented by that instead.
 
 A benchmark that reported an error (its two sides disagreed, or it could not
 run) fails the smoke run and shows as an error in the table.
@@ -71,6 +72,9 @@ def load(path):
             rows.setdefault(row, {})[side] = "error: " + b.get("error_message", "")
             continue
         scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[b.get("time_unit", "ns")]
+        if "median_ns" in b:
+            rows.setdefault(row, {})[side] = b["median_ns"]
+            continue
         measure = "real_time" if name.endswith("/real_time") else "cpu_time"
         rows.setdefault(row, {})[side] = b[measure] * scale
     return rows
