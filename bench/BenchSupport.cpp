@@ -1,10 +1,14 @@
 // The shared helpers of the benchmark files.
 #include "BenchSupport.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <random>
 #include <unistd.h>
+#include <vector>
 
 namespace CoreBench
 {
@@ -41,7 +45,45 @@ private:
     std::string m_path;
 };
 
+double NowNanoseconds(Clock clock)
+{
+    if (clock == Clock::Elapsed)
+        return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+}
+
+double Median(std::vector<double>& values)
+{
+    if (values.empty())
+        return 0.0;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
 } // namespace
+
+void Alternate(benchmark::State& state, Clock clock, const std::function<void()>& timed,
+               const std::function<void()>& other)
+{
+    std::vector<double> timedTimes;
+    std::vector<double> otherTimes;
+    for (auto _ : state)
+    {
+        double start = NowNanoseconds(clock);
+        timed();
+        timedTimes.push_back(NowNanoseconds(clock) - start);
+        state.PauseTiming();
+        start = NowNanoseconds(clock);
+        other();
+        otherTimes.push_back(NowNanoseconds(clock) - start);
+        state.ResumeTiming();
+    }
+    state.counters["median_ns"] = Median(timedTimes);
+    state.counters["other_median_ns"] = Median(otherTimes);
+}
 
 const std::string& ScratchDirectory()
 {

@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
+#include <functional>
 #include <string>
 
 namespace CoreBench
@@ -34,6 +35,22 @@ std::string ScratchFile(const std::string& name);
 
 // Deterministic pseudo-random bytes, the same in every run and for both sides.
 std::string PseudoRandomBytes(std::size_t count, unsigned int seed);
+
+// The clock that times the operations of Alternate.
+enum class Clock
+{
+    Elapsed,   // wall-clock time: for operations whose cost is waiting
+    ThreadCpu, // CPU time of the calling thread, user and system
+};
+
+// Runs the timed operation and the other one in turn, once per iteration,
+// timing each with clock, and reports their median times per call as the
+// counters "median_ns" (timed) and "other_median_ns" (other). The row's two
+// benchmarks each alternate the same pair, so both sides are measured in
+// both time slots, under the same disk traffic and load from the rest of the
+// machine; bench/table.py pools the two benchmarks' figures.
+void Alternate(benchmark::State& state, Clock clock, const std::function<void()>& timed,
+               const std::function<void()>& other);
 
 // Stops the benchmark with an error unless the two outputs agree, so a
 // comparison that stopped producing the same result cannot go unnoticed.

@@ -8,8 +8,6 @@
 #include <unistd.h>
 #include <zlib.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -68,52 +66,59 @@ const std::string& BlockFile(std::size_t& blocks)
     return path;
 }
 
-void ReadBlockLib(benchmark::State& state)
+// The library's block reader and a plain read of the same file, each as one
+// full pass, taking turns (see Alternate).
+class Readers
 {
-    std::size_t blocks = 0;
-    const std::string& path = BlockFile(blocks);
-    Core::AppendOnlyFile file;
-    if (!file.Open(path))
+public:
+    Readers() : m_path(BlockFile(m_blocks)), m_buffer(64 * 1024) { m_open = m_file.Open(m_path); }
+
+    // Every block through ReadBlock, the payloads into one reused buffer.
+    void Library()
     {
-        state.SkipWithError("cannot open the block file");
-        return;
-    }
-    Core::IO::CDataBuffer payload;
-    std::size_t read = 0;
-    for (auto _ : state)
-    {
-        file.Reset();
+        m_file.Reset();
         unsigned short tag = 0;
-        read = 0;
-        while (file.ReadBlock(tag, payload))
+        m_read = 0;
+        while (m_file.ReadBlock(tag, m_payload))
         {
-            benchmark::DoNotOptimize(payload.Data());
-            payload.Reset();
-            ++read;
+            benchmark::DoNotOptimize(m_payload.Data());
+            m_payload.Reset();
+            ++m_read;
         }
     }
-    SameOutput(state, read == blocks, "not every block was read");
-    state.SetBytesProcessed(state.iterations() * static_cast<long long>(blocks * (kPayloadSize + 12)));
+
+    // The file read into a buffer of the reader's buffer size.
+    void Plain()
+    {
+        const int fd = ::open(m_path.c_str(), O_RDONLY);
+        for (ssize_t count; (count = ::read(fd, m_buffer.data(), m_buffer.size())) > 0;)
+            benchmark::DoNotOptimize(m_buffer.data());
+        ::close(fd);
+    }
+
+    bool Agree() const { return m_open && m_read == m_blocks; }
+
+private:
+    std::size_t m_blocks = 0;
+    const std::string m_path;
+    std::vector<char> m_buffer;
+    Core::AppendOnlyFile m_file;
+    Core::IO::CDataBuffer m_payload;
+    bool m_open = false;
+    std::size_t m_read = 0;
+};
+
+void ReadBlockLib(benchmark::State& state)
+{
+    Readers readers;
+    Alternate(state, Clock::ThreadCpu, [&] { readers.Library(); }, [&] { readers.Plain(); });
+    SameOutput(state, readers.Agree(), "not every block was read");
 }
 
 void ReadBlockRef(benchmark::State& state)
 {
-    std::size_t blocks = 0;
-    const std::string& path = BlockFile(blocks);
-    std::vector<char> buffer(64 * 1024);
-    long long total = 0;
-    for (auto _ : state)
-    {
-        const int fd = ::open(path.c_str(), O_RDONLY);
-        total = 0;
-        for (ssize_t count; (count = ::read(fd, buffer.data(), buffer.size())) > 0;)
-        {
-            benchmark::DoNotOptimize(buffer.data());
-            total += count;
-        }
-        ::close(fd);
-    }
-    state.SetBytesProcessed(state.iterations() * total);
+    Readers readers;
+    Alternate(state, Clock::ThreadCpu, [&] { readers.Plain(); }, [&] { readers.Library(); });
 }
 
 // Named after the file's size, which is smaller in a smoke run.
@@ -127,10 +132,9 @@ const std::string& WritePayload()
     return payload;
 }
 
-// The two writers take turns block by block, each timing only its own
-// blocks, so both see the same medium under the same load from the rest of
-// the machine: flush times on a shared disk drift far more than the
-// difference being measured.
+// The library's writer and a plain write-and-flush writer, each appending to
+// a file of its own, taking turns block by block (see Alternate): flush
+// times on a shared disk drift far more than the difference being measured.
 class AlternatingWriters
 {
 public:
@@ -182,37 +186,17 @@ private:
     bool m_ok;
 };
 
-// Runs the timed writer and the other one in turn, block by block, and
-// reports the median time of the timed writer's blocks as "median_ns": a few
-// flushes that wait behind other programs' disk traffic would dominate a mean.
-void Alternate(benchmark::State& state, AlternatingWriters& writers, void (AlternatingWriters::*timed)(),
-               void (AlternatingWriters::*other)())
-{
-    std::vector<double> times;
-    for (auto _ : state)
-    {
-        const auto start = std::chrono::steady_clock::now();
-        (writers.*timed)();
-        times.push_back(std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count());
-        state.PauseTiming();
-        (writers.*other)();
-        state.ResumeTiming();
-    }
-    std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2), times.end());
-    state.counters["median_ns"] = times.empty() ? 0.0 : times[times.size() / 2];
-}
-
 void WriteBlockLib(benchmark::State& state)
 {
     AlternatingWriters writers;
-    Alternate(state, writers, &AlternatingWriters::Library, &AlternatingWriters::Plain);
+    Alternate(state, Clock::Elapsed, [&] { writers.Library(); }, [&] { writers.Plain(); });
     SameOutput(state, writers.Agree(), "written block differs from the framing");
 }
 
 void WriteBlockRef(benchmark::State& state)
 {
     AlternatingWriters writers;
-    Alternate(state, writers, &AlternatingWriters::Plain, &AlternatingWriters::Library);
+    Alternate(state, Clock::Elapsed, [&] { writers.Plain(); }, [&] { writers.Library(); });
 }
 
 // Elapsed time: the cost of a block is mostly waiting for the medium.

@@ -13,8 +13,13 @@ less than elapsed times: of the benchmark's thread, or of the whole process
 for benchmarks registered with MeasureProcessCPUTime() (names ending in
 "/process_time"). Benchmarks registered with UseRealTime() (names ending in
 "/real_time") report elapsed time, for rows whose cost is waiting (a flush
-to the medium). A benchmark that reports a "median_ns" counter (the median
-time of one operation) is represented by that instead.
+to the medium).
+
+Rows whose two benchmarks alternate both sides (they report the counters
+"median_ns" for their own side and "other_median_ns" for the other) are
+represented by medians pooled over both benchmarks: each side's figure is
+the mean of its median in its own benchmark and in the other one, so both
+sides are measured in the same time slots.
 
 A benchmark that reported an error (its two sides disagreed, or it could not
 run) fails the smoke run and shows as an error in the table.
@@ -61,6 +66,7 @@ def load(path):
     """{row: {side: nanoseconds or an error text}} in report order."""
     report = json.load(open(path))
     rows = {}
+    others = {}  # {row: {side: the other side's median in that side's benchmark}}
     for b in report["benchmarks"]:
         if b.get("run_type") == "aggregate" and b.get("aggregate_name") != "mean":
             continue
@@ -72,11 +78,16 @@ def load(path):
             rows.setdefault(row, {})[side] = "error: " + b.get("error_message", "")
             continue
         scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[b.get("time_unit", "ns")]
-        if "median_ns" in b:
-            rows.setdefault(row, {})[side] = b["median_ns"]
+        if "median_ns" in b and "other_median_ns" in b:
+            rows.setdefault(row, {})[side] = float(b["median_ns"])
+            others.setdefault(row, {})[side] = float(b["other_median_ns"])
             continue
         measure = "real_time" if name.endswith("/real_time") else "cpu_time"
         rows.setdefault(row, {})[side] = b[measure] * scale
+    for row, other in others.items():
+        sides = rows[row]
+        if isinstance(sides.get("lib"), float) and isinstance(sides.get("ref"), float) and len(other) == 2:
+            sides["lib"], sides["ref"] = ((sides["lib"] + other["ref"]) / 2, (sides["ref"] + other["lib"]) / 2)
     return rows
 
 
