@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <malloc.h>
 #include <random>
 #include <unistd.h>
 #include <vector>
@@ -44,6 +45,16 @@ public:
 private:
     std::string m_path;
 };
+
+// Large blocks stay in the heap and are reused instead of being mapped
+// afresh for each allocation: otherwise whether a side pays the kernel's
+// page faults for its large buffers depends on the allocator's adaptive
+// threshold, and so on which benchmarks ran before it.
+const bool s_heapSettled = [] {
+    mallopt(M_MMAP_THRESHOLD, 256 << 20);
+    mallopt(M_TRIM_THRESHOLD, 512 << 20);
+    return true;
+}();
 
 double NowNanoseconds(Clock clock)
 {
