@@ -29,7 +29,7 @@ fuzz: deps
 	@scripts/check fuzz
 
 bench: deps
-	@scripts/check bench
+	@bench/run
 
 clean:
 	rm -rf build

@@ -20,6 +20,17 @@ namespace
 // again as have arrived, so memory follows the bytes actually present.
 const unsigned int kFirstBodyChunk = 64 * 1024;
 
+// The big-endian field of width bytes at p, read straight from the bytes:
+// the reader decodes two fields per block and a buffer object per field
+// would cost more than the decoding.
+unsigned int BigEndianField(const unsigned char* p, int width)
+{
+    unsigned int value = 0;
+    for (int i = 0; i < width; ++i)
+        value = value << 8 | p[i];
+    return value;
+}
+
 } // namespace
 
 AppendOnlyFileBase::~AppendOnlyFileBase() = default;
@@ -77,9 +88,7 @@ bool AppendOnlyFileBase::ReadBlock(unsigned short& tag, IO::CDataBuffer& payload
             const int resumeAt = TellRead();
             if (resumeAt < 0)
                 return false;
-            const IO::CDataBuffer preamble(lookAhead, kPreambleSize, true, IO::CDataBuffer::BigEndian);
-            preamble.SeekTo(2);
-            const unsigned int length = preamble.GetUInt32();
+            const unsigned int length = BigEndianField(lookAhead + 2, 4);
             // A length too short for the tag and CRC is not a block.
             if (length >= kBodyOverhead)
             {
@@ -92,9 +101,8 @@ bool AppendOnlyFileBase::ReadBlock(unsigned short& tag, IO::CDataBuffer& payload
                     Read(fields, kBodyOverhead) == static_cast<int>(kBodyOverhead) &&
                     ReadPayload(payload, length - kBodyOverhead))
                 {
-                    const IO::CDataBuffer header(fields, kBodyOverhead, true, IO::CDataBuffer::BigEndian);
-                    tag = header.GetUInt16();
-                    const unsigned int storedCrc = header.GetUInt32();
+                    tag = static_cast<unsigned short>(BigEndianField(fields, 2));
+                    const unsigned int storedCrc = BigEndianField(fields + 2, 4);
                     if (CRC32(payload.Data() + kept, static_cast<int>(length - kBodyOverhead)).m_crc == storedCrc)
                         return true;
                 }

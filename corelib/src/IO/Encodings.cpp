@@ -20,20 +20,32 @@ const std::string CBase64::Base64Code = kBase64Alphabet;
 std::string CBase64::Encode(const CDataBuffer& data)
 {
     const unsigned int n = data.Length();
-    std::string text;
-    text.reserve((static_cast<std::size_t>(n) + 2) / 3 * 4);
-    for (unsigned int i = 0; i < n; i += 3)
+    const unsigned char* bytes = data.Data();
+    // Sized once and filled by index: four characters per group of three bytes.
+    std::string text((static_cast<std::size_t>(n) + 2) / 3 * 4, '\0');
+    char* out = &text[0];
+    unsigned int i = 0;
+    for (; i + 3 <= n; i += 3, out += 4)
     {
-        // Positions at or beyond the end count as zero bytes.
-        unsigned int group = 0;
-        for (unsigned int j = i; j < i + 3; ++j)
-            group = group << 8 | (j < n ? data.GetValue(static_cast<int>(j)) : 0u);
-        for (int shift = 18; shift >= 0; shift -= 6)
-            text += kBase64Alphabet[(group >> shift) & 0x3F];
+        const unsigned int group = static_cast<unsigned int>(bytes[i]) << 16 |
+                                   static_cast<unsigned int>(bytes[i + 1]) << 8 | bytes[i + 2];
+        out[0] = kBase64Alphabet[group >> 18];
+        out[1] = kBase64Alphabet[(group >> 12) & 0x3F];
+        out[2] = kBase64Alphabet[(group >> 6) & 0x3F];
+        out[3] = kBase64Alphabet[group & 0x3F];
     }
-    // The characters made only of zero fill become padding.
-    const std::size_t pad = (3 - n % 3) % 3;
-    text.replace(text.size() - pad, pad, pad, '=');
+    if (i < n)
+    {
+        // One or two bytes left: positions beyond the end count as zero bytes,
+        // and the characters made only of that zero fill become padding.
+        const bool two = i + 1 < n;
+        const unsigned int group = static_cast<unsigned int>(bytes[i]) << 16 |
+                                   (two ? static_cast<unsigned int>(bytes[i + 1]) << 8 : 0u);
+        out[0] = kBase64Alphabet[group >> 18];
+        out[1] = kBase64Alphabet[(group >> 12) & 0x3F];
+        out[2] = two ? kBase64Alphabet[(group >> 6) & 0x3F] : '=';
+        out[3] = '=';
+    }
     return text;
 }
 

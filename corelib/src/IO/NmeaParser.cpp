@@ -278,6 +278,7 @@ int CNmeaParser::ParseNmeaData(NmeaSentenceTypes& type, const std::string& sente
 
     // Empty fields are kept, and the checksum stays on the last field.
     FieldList list;
+    list.reserve(kSplitFields);
     if (!Core::Utilities::SplitString(sentence, ',', list, kSplitFields))
         list.assign(1, sentence);
     Fields fields(list);
