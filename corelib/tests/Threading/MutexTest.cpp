@@ -73,15 +73,6 @@ TEST(MutexTest, EveryKindButNormalReportsMisuseAndGuardsUnlockOnlyWhatTheyHold)
     normal.Lock();
     BoundedThread([&] { EXPECT_NO_THROW(normal.Unlock()); }).Join();
     EXPECT_TRUE(FreeElsewhere(normal)) << "a normal mutex checks nothing: anyone may unlock it";
-    // Relocked by its owner, a normal mutex blocks for ever instead of throwing.
-    CoreTest::ChildResult result = CoreTest::RunInChild(
-        [] {
-            Mutex mutex(Mutex::MUTEX_NORMAL);
-            mutex.Lock();
-            mutex.Lock();
-        },
-        1.0);
-    EXPECT_TRUE(result.timedOut) << result.output;
 }
 
 TEST(ConditionalTest, TimedWaitTakesAnAbsoluteWallClockDeadline)
