@@ -7,8 +7,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <cxxabi.h>
 #include <dlfcn.h>
 #include <glob.h>
 #include <optional>
@@ -59,8 +57,8 @@ std::vector<std::string> Glob(const std::string& pattern)
     return paths;
 }
 
-// Chained handlers: each reports itself; the first also reports which of the
-// module's logs exist, to show it runs after the logs are closed.
+// Chained handlers: each reports itself and its signal; the first also
+// reports which of the module's logs exist, to show it runs after the log is renamed.
 void FirstHandler(int signal)
 {
     std::fprintf(stderr, "first %d: %zu crash, %zu partial\n", signal, Glob("/tmp/" + g_module + "_*.crash").size(),
@@ -70,28 +68,15 @@ void SecondHandler(int signal)
 {
     std::fprintf(stderr, "second %d\n", signal);
 }
-void OtherSignalHandler(int signal)
-{
-    std::fprintf(stderr, "other %d\n", signal);
-}
 
-std::vector<std::string> Lines(const std::string& text)
+// Splits text at the separator, or at runs of white space when it is a space.
+std::vector<std::string> Split(const std::string& text, char separator = '\n')
 {
-    std::vector<std::string> lines;
+    std::vector<std::string> pieces;
     std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-// The addresses in a line of " 0x..." words after a fixed lead.
-std::vector<std::string> Addresses(const std::string& line, const std::string& lead)
-{
-    std::vector<std::string> words;
-    std::istringstream in(line.substr(lead.size()));
-    for (std::string word; in >> word;)
-        words.push_back(word);
-    return words;
+    for (std::string piece; separator == ' ' ? bool(in >> piece) : bool(std::getline(in, piece, separator));)
+        pieces.push_back(piece);
+    return pieces;
 }
 
 class CrashHandlerTest : public ::testing::Test
@@ -116,7 +101,7 @@ protected:
     }
 
     // Runs crash in a child that enabled the handler as g_module from an
-    // installation directory, with handlers for the crash signal and SIGABRT.
+    // installation directory, with handlers for the crash signal and another.
     CoreTest::ChildResult Crash(int signal, const std::function<void()>& crash)
     {
         const std::string bin = m_install.File("bin");
@@ -125,23 +110,45 @@ protected:
                 return;
             Handler().Enable(g_module);
             Handler().SetHandler(signal, FirstHandler);
-            Handler().SetHandler(signal == SIGABRT ? SIGSEGV : SIGABRT, OtherSignalHandler);
+            Handler().SetHandler(signal == SIGABRT ? SIGSEGV : SIGABRT, SecondHandler);
             Handler().SetHandler(signal, SecondHandler);
             crash();
             std::fputs("survived\n", stderr);
         });
     }
 
-    // The one local crash log of the test, as lines; fails when there is not exactly one.
-    std::vector<std::string> LocalLog()
+    // Crashes a child with the signal and checks that it exits with 0 after
+    // running only that signal's handlers, in order, once the one local log
+    // is complete; checks the log up to the register table, whose signal
+    // lines match details. Returns the log's lines.
+    std::vector<std::string> CrashLog(int signal, int code, const std::function<void()>& crash,
+                                      const std::vector<std::string>& details)
     {
+        const CoreTest::ChildResult child = Crash(signal, crash);
+        EXPECT_TRUE(child.exited && child.exitStatus == 0) << child.exitStatus << child.output;
+        const std::string id = std::to_string(signal);
+        EXPECT_EQ("first " + id + ": 1 crash, 0 partial\nsecond " + id + "\n", child.output);
+
         const auto logs = Glob("/tmp/" + g_module + "_*");
-        if (logs.size() != 1 || !std::regex_match(logs[0], std::regex(".*_\\d+\\.crash")))
+        EXPECT_TRUE(logs.size() == 1 && std::regex_match(logs[0], std::regex(".*_\\d+\\.crash"))) << logs.size();
+        const std::vector<std::string> log = Split(logs.size() == 1 ? CoreTest::ReadBytes(logs[0]) : "");
+        const std::string lead = "Crash occurred (SWVer: 2.5.1, SWRev: 4711). Received signal " + id + " (" +
+                                 std::to_string(code) + ") at ";
+        if (log.size() < 8 + details.size() || log[1].compare(0, lead.size(), lead) != 0)
         {
-            ADD_FAILURE() << "expected exactly one .crash file, found " << logs.size();
+            ADD_FAILURE() << "no complete log: " << (log.size() > 1 ? log[1] : "");
             return {};
         }
-        return Lines(CoreTest::ReadBytes(logs[0]));
+        const std::string when = log[1].substr(lead.size());
+        EXPECT_TRUE(std::regex_match(when, std::regex(R"([A-Z][a-z]{2} [A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d \d{4})")))
+            << when;
+        const std::vector<std::string> head = {g_module, log[1], log[2], "Crash log from " + g_module + " at " + when, "",
+                                               "Software Version: 2.5.1    Software Revision: 4711"};
+        EXPECT_EQ(head, std::vector<std::string>(log.begin(), log.begin() + 6));
+        for (size_t i = 0; i < details.size(); ++i)
+            EXPECT_TRUE(std::regex_match(log[6 + i], std::regex(details[i]))) << log[6 + i];
+        EXPECT_EQ("Registers", log[6 + details.size()]);
+        return log;
     }
 
     static constexpr const char* kEmulatorLimit =
@@ -156,76 +163,46 @@ protected:
 
 TEST_F(CrashHandlerTest, TerminateRequestsRunTheirHandlersAndExitOrContinue)
 {
-    auto exits = CoreTest::RunInChild([] {
-        if (Handler().Enable("x") != 0)
-            std::fputs("enable failed\n", stderr);
-        Handler().SetHandler(SIGINT, SecondHandler);
-        Handler().SetHandler(SIGTERM, OtherSignalHandler);
-        Handler().SetHandler(SIGINT, SecondHandler);
-        raise(SIGINT);
-        std::fputs("continued\n", stderr);
-        std::_Exit(3);
-    });
-    ASSERT_TRUE(exits.exited);
-    EXPECT_EQ(0, exits.exitStatus);
-    EXPECT_EQ("Ctrl-C Detected. Terminating\nsecond 2\nsecond 2\n", exits.output);
-
-    auto continues = CoreTest::RunInChild([] {
-        Handler().Enable("x");
-        Handler().SetAutoExit(false);
-        Handler().SetHandler(SIGTERM, OtherSignalHandler);
-        raise(SIGTERM);
-        raise(SIGTERM);
-        std::fputs("continued\n", stderr);
-    });
-    ASSERT_TRUE(continues.exited) << "the handler stays installed for the second request";
-    EXPECT_EQ(0, continues.exitStatus);
-    EXPECT_EQ("Ctrl-C Detected. Terminating\nother 15\nCtrl-C Detected. Terminating\nother 15\ncontinued\n",
-              continues.output);
+    for (bool autoExit : {true, false})
+    {
+        auto child = CoreTest::RunInChild([autoExit] {
+            Handler().Enable("x");
+            Handler().SetAutoExit(autoExit);
+            Handler().SetHandler(SIGINT, SecondHandler);
+            Handler().SetHandler(SIGTERM, SecondHandler);
+            raise(SIGINT);
+            raise(SIGINT);
+            raise(SIGTERM);
+            std::fputs("continued\n", stderr);
+            std::_Exit(3);
+        });
+        const std::string interrupt = "Ctrl-C Detected. Terminating\nsecond 2\n";
+        ASSERT_TRUE(child.exited) << "the handler stays installed for the next request";
+        EXPECT_EQ(autoExit ? 0 : 3, child.exitStatus);
+        EXPECT_EQ(autoExit ? interrupt : interrupt + interrupt + "Ctrl-C Detected. Terminating\nsecond 15\ncontinued\n",
+                  child.output);
+    }
 }
 
-TEST_F(CrashHandlerTest, SegmentationFaultWritesTheWholeLogThenRunsItsHandlers)
+TEST_F(CrashHandlerTest, SegmentationFaultLogsItsBackTraceLocallyAndOnTheStick)
 {
     if (CoreTest::kTargetEmulated)
         GTEST_SKIP() << kEmulatorLimit;
     m_stick.emplace();
-    auto child = Crash(SIGSEGV, [] {
+    const std::vector<std::string> log = CrashLog(SIGSEGV, 1, [] {
         volatile int* volatile invalid = reinterpret_cast<int*>(0x10);
         DiagnosticsCrashes::WriteThroughInvalidPointer(invalid);
-    });
-    ASSERT_TRUE(child.exited) << child.output;
-    EXPECT_EQ(0, child.exitStatus);
-    EXPECT_EQ("first 11: 1 crash, 0 partial\nsecond 11\n", child.output)
-        << "only the SIGSEGV handlers run, in order, after the log is renamed";
-
-    const std::vector<std::string> log = LocalLog();
+    }, {R"(A segmentation fault \(SIGSEGV\) has occurred)", "Signal Address: 0x10",
+        "Signal Id: 11    Signal Code: 1    errno: 0"});
     ASSERT_GT(log.size(), 12u);
-    const std::regex ctimeText(R"([A-Z][a-z]{2} [A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d \d{4})");
-    const std::string crashLead = "Crash occurred (SWVer: 2.5.1, SWRev: 4711). Received signal 11 (1) at ";
-    EXPECT_EQ(g_module, log[0]);
-    ASSERT_EQ(crashLead, log[1].substr(0, crashLead.size()));
-    const std::string when = log[1].substr(crashLead.size());
-    EXPECT_TRUE(std::regex_match(when, ctimeText)) << when;
-    const std::vector<std::string> trace = Addresses(log[2], "Trace: ");
     EXPECT_TRUE(std::regex_match(log[2], std::regex("Trace: (0x[0-9a-f]+ )+"))) << log[2];
-
-    // The block that the stick's copy holds as well.
-    const std::vector<std::string> common = {"Crash log from " + g_module + " at " + when,
-                                             "",
-                                             "Software Version: 2.5.1    Software Revision: 4711",
-                                             "A segmentation fault (SIGSEGV) has occurred",
-                                             "Signal Address: 0x10",
-                                             "Signal Id: 11    Signal Code: 1    errno: 0",
-                                             "Registers"};
-    for (size_t i = 0; i < common.size(); ++i)
-        EXPECT_EQ(common[i], log[3 + i]);
+    const std::vector<std::string> trace = Split(log[2].substr(7), ' ');
 
     // The instruction pointer lies in the function that wrote through the pointer.
-    const std::string& nipLine = log[10];
-    ASSERT_EQ("NIP: ", nipLine.substr(0, 5));
+    ASSERT_EQ("NIP: ", log[10].substr(0, 5));
     Dl_info nip{};
-    ASSERT_NE(0, dladdr(reinterpret_cast<void*>(std::strtoul(nipLine.c_str() + 5, nullptr, 16)), &nip));
-    EXPECT_EQ(reinterpret_cast<void*>(&DiagnosticsCrashes::WriteThroughInvalidPointer), nip.dli_saddr) << nipLine;
+    ASSERT_NE(0, dladdr(reinterpret_cast<void*>(std::strtoul(log[10].c_str() + 5, nullptr, 16)), &nip));
+    EXPECT_EQ(reinterpret_cast<void*>(&DiagnosticsCrashes::WriteThroughInvalidPointer), nip.dli_saddr) << log[10];
 
     // One symbol line per traced frame, then the addr2line command with the same addresses.
     size_t line = 11;
@@ -233,77 +210,55 @@ TEST_F(CrashHandlerTest, SegmentationFaultWritesTheWholeLogThenRunsItsHandlers)
         EXPECT_EQ("[" + std::to_string(frame) + "] ", log.at(line).substr(0, 3 + std::to_string(frame).size()));
     EXPECT_EQ("", log.at(line++));
     EXPECT_EQ("To translate the addresses execute the line below: ", log.at(line++));
-    const std::string addr2line = "addr2line --exe=[executable] -f -C";
-    EXPECT_EQ(addr2line, log.at(line).substr(0, addr2line.size()));
-    EXPECT_EQ(trace, Addresses(log.at(line++), addr2line));
+    std::string addr2line = "addr2line --exe=[executable] -f -C";
+    for (const std::string& address : trace)
+        addr2line += " " + address;
+    EXPECT_EQ(addr2line, log.at(line++));
 
     // Resolved frames: the handler itself first (a sanitizer's back-trace
     // interceptor adds its own frame in front), the crashing test function demangled.
-    ASSERT_LT(line, log.size());
-    const size_t handlerFrame = CoreTest::kSanitized ? line + 1 : line;
-    EXPECT_NE(std::string::npos, log.at(handlerFrame).find(":Core::Utilities::CrashHandler::CrashHandlerFn("))
-        << log[handlerFrame];
+    ASSERT_LT(line + 1, log.size());
+    EXPECT_NE(std::string::npos,
+              log[CoreTest::kSanitized ? line + 1 : line].find(":Core::Utilities::CrashHandler::CrashHandlerFn("));
+    EXPECT_LE(log.size() - line, trace.size() + 1);
     bool namesCrashingFunction = false;
-    for (size_t i = line; i < log.size(); ++i)
+    for (; line < log.size(); ++line)
     {
-        EXPECT_TRUE(std::regex_match(log[i], std::regex(R"([^:]+:(.+\+[0-9A-F]+|\+0x[0-9A-F]+))"))) << log[i];
-        namesCrashingFunction |=
-            log[i].find(":DiagnosticsCrashes::WriteThroughInvalidPointer(int volatile*)+") != std::string::npos;
+        EXPECT_TRUE(std::regex_match(log[line], std::regex(R"([^:]+:(.+\+[0-9A-F]+|\+0x[0-9A-F]+))"))) << log[line];
+        namesCrashingFunction |= log[line].find(":DiagnosticsCrashes::WriteThroughInvalidPointer(int volatile*)+") !=
+                                 std::string::npos;
     }
     EXPECT_TRUE(namesCrashingFunction);
-    EXPECT_LE(log.size() - line, trace.size() + 1);
 
     if (!m_stick->Available())
         GTEST_SKIP() << "no /mnt/usb and not root: the stick's copy is not checked";
     const auto copies = Glob(CoreTest::StickDirectory::File("module_" + g_module + "_*.txt"));
     ASSERT_EQ(1u, copies.size());
-    EXPECT_EQ(std::vector<std::string>(log.begin() + 3, log.end()), Lines(CoreTest::ReadBytes(copies[0])))
+    EXPECT_EQ(std::vector<std::string>(log.begin() + 3, log.end()), Split(CoreTest::ReadBytes(copies[0])))
         << "the stick holds the log from \"Crash log from\" onward";
 }
 
-TEST_F(CrashHandlerTest, ArithmeticFaultAndAbortAreDescribedBySignal)
+TEST_F(CrashHandlerTest, ArithmeticFaultAndAbortAreDescribedBySignalAndNeedNoLogToRunTheHandlers)
 {
     if (CoreTest::kTargetEmulated)
         GTEST_SKIP() << kEmulatorLimit;
-    // A sanitizer reports integer division by zero itself, so it is raised there.
-    auto fpe = Crash(SIGFPE, [] {
-        if (CoreTest::kSanitized)
-            raise(SIGFPE);
-        else
-            DiagnosticsCrashes::DivideByZero(1, 0);
-    });
-    ASSERT_TRUE(fpe.exited) << fpe.output;
-    EXPECT_EQ(0, fpe.exitStatus);
-    EXPECT_EQ("first 8: 1 crash, 0 partial\nsecond 8\n", fpe.output);
-    std::vector<std::string> log = LocalLog();
-    ASSERT_GT(log.size(), 10u);
-    EXPECT_EQ("A bad arithmetic operation (SIGFPE) has occurred", log[6]);
-    EXPECT_EQ("Signal Address: ", log[7].substr(0, 16));
-    EXPECT_EQ(CoreTest::kSanitized ? "Signal Id: 8    Signal Code: -6    errno: 0"
-                                   : "Signal Id: 8    Signal Code: 1    errno: 0",
-              log[8])
-        << "code 1 is an integer division by zero, -6 a signal sent by the thread itself";
+    // A sanitizer reports integer division by zero itself, so the signal is
+    // raised there: code -6 is a signal sent by the thread itself, 1 an
+    // integer division by zero.
+    const int fpeCode = CoreTest::kSanitized ? -6 : 1;
+    CrashLog(SIGFPE, fpeCode, [] { CoreTest::kSanitized ? raise(SIGFPE) : DiagnosticsCrashes::DivideByZero(1, 0); },
+             {R"(A bad arithmetic operation \(SIGFPE\) has occurred)", "Signal Address: 0x[0-9a-f]+",
+              "Signal Id: 8    Signal Code: " + std::to_string(fpeCode) + "    errno: 0"});
     TearDown();
+    // No fault address for an abort, and the exit status is not that of an abort.
+    CrashLog(SIGABRT, -6, [] { std::abort(); },
+             {R"(Abort triggered \(SIGABRT\) has occurred)", "Signal Id: 6    Signal Code: -6    errno: 0"});
 
-    auto abrt = Crash(SIGABRT, [] { std::abort(); });
-    ASSERT_TRUE(abrt.exited) << abrt.output;
-    EXPECT_EQ(0, abrt.exitStatus) << "not the status of an abort";
-    EXPECT_EQ("first 6: 1 crash, 0 partial\nsecond 6\n", abrt.output);
-    log = LocalLog();
-    ASSERT_GT(log.size(), 9u);
-    EXPECT_EQ("Abort triggered (SIGABRT) has occurred", log[6]);
-    EXPECT_EQ("Signal Id: 6    Signal Code: -6    errno: 0", log[7]) << "no fault address for an abort";
-}
-
-TEST_F(CrashHandlerTest, WithNoLogOpenOnlyTheHandlersRun)
-{
-    if (CoreTest::kTargetEmulated)
-        GTEST_SKIP() << kEmulatorLimit;
+    TearDown();
     g_module = "no-such-directory/" + g_module;
     auto child = Crash(SIGSEGV, [] { raise(SIGSEGV); });
-    ASSERT_TRUE(child.exited);
-    EXPECT_EQ(0, child.exitStatus);
-    EXPECT_EQ("first 11: 0 crash, 0 partial\nsecond 11\n", child.output);
+    EXPECT_TRUE(child.exited && child.exitStatus == 0);
+    EXPECT_EQ("first 11: 0 crash, 0 partial\nsecond 11\n", child.output) << "with no log open only the handlers run";
 }
 
 } // namespace

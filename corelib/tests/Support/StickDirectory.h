@@ -6,6 +6,8 @@
 #define CORELIB_TESTS_SUPPORT_STICKDIRECTORY_H
 
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace CoreTest
 {
@@ -13,18 +15,32 @@ namespace CoreTest
 class StickDirectory
 {
 public:
-    StickDirectory();
-    ~StickDirectory();
+    StickDirectory()
+    {
+        if (!Available() && geteuid() == 0)
+        {
+            mkdir("/mnt", 0755);
+            m_created = mkdir("/mnt/usb", 0755) == 0;
+        }
+    }
+    ~StickDirectory()
+    {
+        if (m_created)
+            rmdir("/mnt/usb");
+    }
     StickDirectory(const StickDirectory&) = delete;
     StickDirectory& operator=(const StickDirectory&) = delete;
 
     // True when "/mnt/usb" exists as a directory for the test to use.
-    bool Available() const { return m_available; }
+    static bool Available()
+    {
+        struct stat st;
+        return stat("/mnt/usb", &st) == 0 && S_ISDIR(st.st_mode);
+    }
     // "/mnt/usb/" + name.
-    static std::string File(const std::string& name);
+    static std::string File(const std::string& name) { return "/mnt/usb/" + name; }
 
 private:
-    bool m_available = false;
     bool m_created = false;
 };
 
