@@ -16,11 +16,10 @@ namespace CoreTest
 
 // True under the thread sanitizer, which stops the program at deliberate
 // misuse of a mutex or a thread handle: tests of such misuse skip there.
-constexpr bool kThreadSanitized =
 #if defined(__SANITIZE_THREAD__)
-    true;
+constexpr bool kThreadSanitized = true;
 #else
-    false;
+constexpr bool kThreadSanitized = false;
 #endif
 
 // Generous enough for the emulator and the sanitizers; only a hang reaches it.
@@ -34,9 +33,7 @@ inline bool WaitUntil(const std::function<bool()>& predicate, double seconds = k
     while (!predicate())
     {
         if (std::chrono::steady_clock::now() >= deadline)
-        {
             return false;
-        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
@@ -46,38 +43,27 @@ class BoundedThread
 {
 public:
     explicit BoundedThread(std::function<void()> body)
-        : m_thread([this, body = std::move(body)] {
-              body();
-              m_finished = true;
-          })
-    {
-    }
-    ~BoundedThread()
-    {
-        if (m_thread.joinable())
-        {
-            Join();
-        }
-    }
+        : m_thread([this, body = std::move(body)] { body(); m_finished = true; }) {}
+    ~BoundedThread() { if (m_thread.joinable()) Join(); }
     BoundedThread(const BoundedThread&) = delete;
     BoundedThread& operator=(const BoundedThread&) = delete;
 
     bool Finished() const { return m_finished; }
 
     // Joins once the body has returned; exits the program if it has not
-    // returned within kHangSeconds.
-    void Join()
+    // returned within seconds.
+    void Join(double seconds = kHangSeconds)
     {
-        if (!WaitUntil([this] { return m_finished.load(); }))
+        if (!WaitUntil([this] { return m_finished.load(); }, seconds))
         {
-            std::fprintf(stderr, "test thread still running after %.0f s: treated as a hang\n", kHangSeconds);
-            std::fflush(stderr);
+            std::fprintf(stderr, "test thread still running after %.0f s: treated as a hang\n", seconds);
             std::_Exit(1);
         }
         m_thread.join();
     }
 
 private:
+    // Declared first: the thread may set it as soon as it starts.
     std::atomic<bool> m_finished{false};
     std::thread m_thread;
 };

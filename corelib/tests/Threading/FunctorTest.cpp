@@ -68,43 +68,31 @@ TEST(FunctorTest, MethodDispatchesVirtuallyAndBoundCallsBorrowTheirSignature)
     delete scaled;
 }
 
-TEST(SharedPtrTest, NullPointerHasCountZeroAndReleasingFreesOnlyTheCount)
+TEST(SharedPtrTest, LastReleaseDeletesThroughTheVirtualDestructorAndANullPointerFreesOnlyItsCount)
 {
-    BoundPtr empty(nullptr);
-    EXPECT_TRUE(empty.IsEmpty());
-    EXPECT_EQ(0, empty.UseCount());
-    BoundPtr copy(empty);
-    BoundPtr assigned;
-    assigned = empty;
-    EXPECT_EQ(0, copy.UseCount());
-    // Releasing all three must neither free the count twice nor leak it (the
-    // address sanitizer run checks both).
-}
-
-TEST(SharedPtrTest, LastReleaseDeletesThroughTheVirtualDestructor)
-{
-    int destroyed = 0;
+    int destroyed = 0, replacedDestroyed = 0;
     {
         BoundPtr first(new Probe(destroyed));
-        {
-            BoundPtr second(first);
-            BoundPtr third;
-            third = second;
-            third = third;
-            EXPECT_EQ(3, first.UseCount());
-        }
-        EXPECT_EQ(1, first.UseCount());
-        EXPECT_EQ(0, destroyed);
-
-        int replacedDestroyed = 0;
+        BoundPtr second(first), third;
+        third = second;
+        third = third;
+        EXPECT_EQ(3, first.UseCount());
         BoundPtr replaced(new Probe(replacedDestroyed));
         replaced = first;
         EXPECT_EQ(1, replacedDestroyed) << "assignment releases the old object";
         BoundPtr moved(std::move(replaced));
         EXPECT_TRUE(replaced.IsEmpty());
-        EXPECT_EQ(2, moved.UseCount());
+        EXPECT_EQ(4, moved.UseCount());
     }
     EXPECT_EQ(1, destroyed);
+
+    // Releasing these must neither free the count twice nor leak it (the
+    // address sanitizer run checks both).
+    BoundPtr empty(nullptr), copy(empty), assigned;
+    assigned = empty;
+    EXPECT_TRUE(empty.IsEmpty());
+    EXPECT_EQ(0, empty.UseCount());
+    EXPECT_EQ(0, copy.UseCount());
 }
 
 } // namespace

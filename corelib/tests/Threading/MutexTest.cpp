@@ -25,11 +25,8 @@ bool FreeElsewhere(Mutex& m)
 {
     bool taken = false;
     BoundedThread([&] {
-        taken = m.TryLock();
-        if (taken)
-        {
+        if ((taken = m.TryLock()))
             m.Unlock();
-        }
     }).Join();
     return taken;
 }
@@ -40,135 +37,69 @@ void SetUnderLock(Core::Conditional& c, Mutex& m, int value)
     c.Value(value);
 }
 
-// Cases that misuse a mutex on purpose; the thread sanitizer stops at each
-// misuse itself, so they run in every other configuration.
-class MutexMisuseTest : public ::testing::Test
+TEST(MutexTest, EveryKindButNormalReportsMisuseAndGuardsUnlockOnlyWhatTheyHold)
 {
-protected:
-    void SetUp() override
-    {
-        if (CoreTest::kThreadSanitized)
+    if (CoreTest::kThreadSanitized)
+        GTEST_SKIP() << "the thread sanitizer stops at deliberate mutex misuse";
+    // In a bounded thread: a kind mapped to the normal one would block for
+    // ever at the relock.
+    BoundedThread([] {
+        // Error checking (3), two values that are not kinds and so fall back to
+        // error checking, and recursive (2).
+        for (int kind : {3, 0, 7, 2})
         {
-            GTEST_SKIP() << "the thread sanitizer stops at deliberate mutex misuse";
+            SCOPED_TRACE(kind);
+            const bool recursive = kind == Mutex::MUTEX_RECURSIVE;
+            Mutex mutex(static_cast<Mutex::EMutexType>(kind));
+            mutex.Lock();
+            EXPECT_EQ(recursive, mutex.TryLock()) << "held by the caller: a second hold or false, never an exception";
+            if (!recursive)
+            {
+                EXPECT_THROW(mutex.Lock(), DeadlockException);
+                // The guard's own lock fails, so it unlocks nothing.
+                EXPECT_THROW(Core::MutexGuard guard(mutex), DeadlockException);
+            }
+            BoundedThread([&] { EXPECT_THROW(mutex.Unlock(), DeadlockException); }).Join();
+            {
+                Core::MutexGuard adopted(mutex, Core::MutexGuard::ADOPT_LOCK);
+            }
+            EXPECT_EQ(!recursive, FreeElsewhere(mutex)) << "one unlock releases one lock";
+            if (recursive)
+                mutex.Unlock();
+            EXPECT_THROW(mutex.Unlock(), DeadlockException) << "unlock of a free mutex";
         }
-    }
-};
-
-TEST_F(MutexMisuseTest, ErrorCheckingKindsReportRelockAndForeignOrExtraUnlocks)
-{
-    // 0 and 7 are not kinds; both fall back to error checking.
-    for (int kind : {3, 0, 7})
-    {
-        SCOPED_TRACE(kind);
-        Mutex mutex(static_cast<Mutex::EMutexType>(kind));
-        mutex.Lock();
-        EXPECT_THROW(mutex.Lock(), DeadlockException);
-        EXPECT_FALSE(mutex.TryLock()) << "held by the caller: false, not an exception";
-        BoundedThread([&] { EXPECT_THROW(mutex.Unlock(), DeadlockException); }).Join();
-        mutex.Unlock();
-        // One unlock released it: a second is an unlock of a free mutex.
-        EXPECT_THROW(mutex.Unlock(), DeadlockException);
-    }
-}
-
-TEST_F(MutexMisuseTest, RecursiveKindCountsLocksAndNormalKindChecksNothing)
-{
-    Mutex recursive(Mutex::MUTEX_RECURSIVE);
-    recursive.Lock();
-    EXPECT_TRUE(recursive.TryLock());
-    recursive.Unlock();
-    EXPECT_FALSE(FreeElsewhere(recursive)) << "one unlock must not release two locks";
-    recursive.Unlock();
-    EXPECT_THROW(recursive.Unlock(), DeadlockException);
-
+    }).Join();
     Mutex normal(Mutex::MUTEX_NORMAL);
     normal.Lock();
     BoundedThread([&] { EXPECT_NO_THROW(normal.Unlock()); }).Join();
-    EXPECT_TRUE(FreeElsewhere(normal));
-    // Relocked by its owner, a normal mutex blocks for ever instead of throwing.
-    CoreTest::ChildResult result = CoreTest::RunInChild(
-        [] {
-            Mutex mutex(Mutex::MUTEX_NORMAL);
-            mutex.Lock();
-            mutex.Lock();
-        },
-        1.0);
-    EXPECT_TRUE(result.timedOut) << result.output;
-}
-
-TEST_F(MutexMisuseTest, GuardsReleaseWhenUnwindingAndAFailedLockLeavesNoGuard)
-{
-    Mutex mutex;
-    EXPECT_THROW(
-        {
-            Core::MutexGuard guard(mutex);
-            throw std::runtime_error("leaving early");
-        },
-        std::runtime_error);
-    ASSERT_TRUE(mutex.TryLock());
-    // The caller already holds it: the guard's own lock fails, nothing unlocks.
-    EXPECT_THROW(Core::MutexGuard guard(mutex), DeadlockException);
-    EXPECT_FALSE(FreeElsewhere(mutex));
-    {
-        Core::MutexGuard adopted(mutex, Core::MutexGuard::ADOPT_LOCK);
-    }
-    EXPECT_TRUE(FreeElsewhere(mutex));
+    EXPECT_TRUE(FreeElsewhere(normal)) << "a normal mutex checks nothing: anyone may unlock it";
 }
 
 TEST(ConditionalTest, TimedWaitTakesAnAbsoluteWallClockDeadline)
 {
     Mutex mutex;
-    Core::Conditional never(0);
-    Core::MutexGuard guard(mutex);
-    EXPECT_FALSE(never.Wait(mutex, Core::Time(1L))) << "a deadline in 1970 has passed";
-    // Nobody signals: the wait ends at the deadline, not before it.
-    const Core::Time deadline = Core::Time::TimerMs(100);
-    EXPECT_FALSE(never.Wait(mutex, deadline));
-    EXPECT_FALSE(Core::Time::Now() < deadline);
-    // Microsecond fields outside 0..999999 make invalid deadlines.
-    for (const Core::Time& invalid : {Core::Time(0L, 2000000L), Core::Time(-1.5)})
-    {
-        try
-        {
-            never.Wait(mutex, invalid);
-            ADD_FAILURE() << "no exception";
-        }
-        catch (const std::runtime_error& error)
-        {
-            EXPECT_STREQ("pthread_cond_timedwait interrupted", error.what());
-        }
-    }
-}
-
-TEST(ConditionalTest, TimedWaitReturnsTrueWhenWokenBeforeTheDeadline)
-{
-    Mutex mutex;
     Core::Conditional flag(0);
     Core::MutexGuard guard(mutex);
+    EXPECT_FALSE(flag.Wait(mutex, Core::Time(1L))) << "a deadline in 1970 has passed";
+    // Nobody signals: the wait ends at the deadline, not before it.
+    const Core::Time deadline = Core::Time::TimerMs(100);
+    EXPECT_FALSE(flag.Wait(mutex, deadline));
+    EXPECT_FALSE(Core::Time::Now() < deadline);
+    // A microsecond field outside 0..999999 is an invalid deadline, not a
+    // later one.
+    try
+    {
+        flag.Wait(mutex, Core::Time(0L, 2000000L));
+        ADD_FAILURE() << "no exception";
+    }
+    catch (const std::runtime_error& error)
+    {
+        EXPECT_STREQ("pthread_cond_timedwait interrupted", error.what());
+    }
     BoundedThread setter([&] { SetUnderLock(flag, mutex, 1); });
     // A true result with the value still 0 is a spurious wake-up: wait again.
     while (flag.Value() == 0)
-    {
         ASSERT_TRUE(flag.Wait(mutex, Core::Time::Timer(static_cast<int>(CoreTest::kHangSeconds))));
-    }
-}
-
-TEST(ConditionalGuardTest, SatisfiedConditionReturnsAtOnceHoldingTheMutex)
-{
-    Mutex mutex;
-    Core::Conditional five(5);
-    {
-        ConditionalGuard guard(five, mutex, ConditionalGuard::CONDITION_EQUAL_TO, 5);
-        EXPECT_FALSE(FreeElsewhere(mutex));
-    }
-    EXPECT_TRUE(FreeElsewhere(mutex));
-    // The adopting form waits but leaves the lock with the caller.
-    mutex.Lock();
-    {
-        ConditionalGuard guard(five, mutex, ConditionalGuard::CONDITION_LESS_THAN, 6, ConditionalGuard::ADOPT_LOCK);
-    }
-    EXPECT_FALSE(FreeElsewhere(mutex));
-    mutex.Unlock();
 }
 
 TEST(ConditionalGuardTest, WaitsUntilAnotherThreadMakesTheComparisonHold)
@@ -190,9 +121,11 @@ TEST(ConditionalGuardTest, WaitsUntilAnotherThreadMakesTheComparisonHold)
         Mutex mutex;
         Core::Conditional value(c.initial);
         int seen = 0;
+        bool heldInside = false;
         BoundedThread waiter([&] {
             ConditionalGuard guard(value, mutex, c.type, c.limit);
             seen = value.Value();
+            heldInside = !FreeElsewhere(mutex);
         });
         // A short pause can let a broken wait pass, never fail a correct one.
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -202,7 +135,18 @@ TEST(ConditionalGuardTest, WaitsUntilAnotherThreadMakesTheComparisonHold)
         SetUnderLock(value, mutex, c.satisfying);
         waiter.Join();
         EXPECT_EQ(c.satisfying, seen);
+        EXPECT_TRUE(heldInside);
+        EXPECT_TRUE(FreeElsewhere(mutex)) << "the guard unlocks when it goes";
     }
+    // The adopting form waits but leaves the lock with the caller.
+    Mutex mutex;
+    Core::Conditional five(5);
+    mutex.Lock();
+    {
+        ConditionalGuard guard(five, mutex, ConditionalGuard::CONDITION_LESS_THAN, 6, ConditionalGuard::ADOPT_LOCK);
+    }
+    EXPECT_FALSE(FreeElsewhere(mutex));
+    mutex.Unlock();
     // A comparison outside the three never holds, whatever the value.
     CoreTest::ChildResult result = CoreTest::RunInChild(
         [] {
@@ -210,9 +154,7 @@ TEST(ConditionalGuardTest, WaitsUntilAnotherThreadMakesTheComparisonHold)
             Core::Conditional value(0);
             std::thread([&] {
                 for (int v = -3; v <= 3; ++v)
-                {
                     SetUnderLock(value, mutex, v);
-                }
             }).detach();
             ConditionalGuard guard(value, mutex, static_cast<ConditionalGuard::EConditionType>(3), 0);
         },
