@@ -1,0 +1,57 @@
+#include "Support/CrashConsistency.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace CoreTest
+{
+
+std::string VersionContents(unsigned int version)
+{
+    std::string contents = "version " + std::to_string(version) + "\n";
+    const unsigned int size = (version * 40503u) % 200000u;
+    unsigned int state = version * 2246822519u + 7;
+    contents.reserve(contents.size() + size);
+    for (unsigned int i = 0; i < size; ++i)
+    {
+        state = state * 1664525u + 1013904223u;
+        contents.push_back(static_cast<char>('a' + (state >> 24) % 26));
+    }
+    return contents;
+}
+
+bool VersionOf(const std::string& contents, unsigned int& version)
+{
+    return std::sscanf(contents.c_str(), "version %u\n", &version) == 1;
+}
+
+void ExpectAtMostOneTemporary(const TempDir& dir, const std::string& target)
+{
+    unsigned int others = 0;
+    for (const std::string& name : dir.List())
+    {
+        if (name == target)
+            continue;
+        ++others;
+        EXPECT_EQ(0u, name.rfind(target, 0)) << "unexpected file " << name;
+        std::remove(dir.File(name).c_str());
+    }
+    EXPECT_LE(others, 1u) << "temporary files left beside " << target;
+}
+
+void ExpectOneWholeVersion(const TempDir& dir, const std::string& target, unsigned int low,
+                           unsigned int high, unsigned int* found)
+{
+    const std::string contents = ReadBytes(dir.File(target));
+    unsigned int version = 0;
+    ASSERT_TRUE(VersionOf(contents, version)) << target << " lost its contents (" << contents.size()
+                                              << " bytes)";
+    ASSERT_GE(version, low) << target << " went back to an older version";
+    ASSERT_LE(version, high) << target << " holds a version never written";
+    ASSERT_TRUE(contents == VersionContents(version)) << target << " holds a partial version " << version;
+    *found = version;
+    ExpectAtMostOneTemporary(dir, target);
+}
+
+} // namespace CoreTest

@@ -1,0 +1,41 @@
+// Shared pieces of the tests that kill a writer at random moments and then
+// check that a replaced file holds one whole version: numbered contents that
+// identify themselves, and the check of what else remains in the directory.
+#ifndef CORELIB_TESTS_SUPPORT_CRASHCONSISTENCY_H
+#define CORELIB_TESTS_SUPPORT_CRASHCONSISTENCY_H
+
+#include "Support/TestSupport.h"
+
+#include <string>
+
+namespace CoreTest
+{
+
+// Kills per test; each round is one child killed at a random moment.
+constexpr unsigned int kCrashRounds = 50;
+// The longest delay before a kill. Longer under emulation and the sanitizers,
+// where the child takes longer to reach its first write.
+constexpr long kCrashDelayMicroseconds = kTargetEmulated || kSanitized ? 60000 : 20000;
+
+// Contents that name their version on the first line ("version N") and
+// continue with bytes derived from it; sizes range up to about 200 KB so
+// that a kill can land inside the writing of one.
+std::string VersionContents(unsigned int version);
+
+// The version named by contents' first line; false when there is none.
+bool VersionOf(const std::string& contents, unsigned int& version);
+
+// Fails the test unless the directory holds target and at most one other
+// entry, a temporary file whose name starts with target's; removes that
+// entry so that the next round starts clean.
+void ExpectAtMostOneTemporary(const TempDir& dir, const std::string& target);
+
+// Fails the test unless the file target in dir holds VersionContents(v)
+// exactly, for some v from low to high, and at most one temporary file
+// remains beside it; stores v in found.
+void ExpectOneWholeVersion(const TempDir& dir, const std::string& target, unsigned int low,
+                           unsigned int high, unsigned int* found);
+
+} // namespace CoreTest
+
+#endif
