@@ -4,8 +4,8 @@
 
 #include "Utilities/Assert.h"
 #include "Utilities/CrashHandler.h"
+#include "Utilities/FileCopy.h"
 #include "Utilities/FileUtilities.h"
-#include "Utilities/FilesystemSize.h"
 #include "Utilities/Profiler.h"
 #include "Utilities/StaticSingleton.h"
 #include "Utilities/StringUtilities.h"
@@ -28,12 +28,21 @@
 #include "Threading/Thread.h"
 #include "Threading/WorkerThread.h"
 
+#include "IO/BinaryIO.h"
 #include "IO/Checksums.h"
 #include "IO/DataBuffer.h"
 #include "IO/Encodings.h"
+#include "IO/NmeaParser.h"
 #include "IO/ObjectStore.h"
+#include "IO/Serial.h"
 #include "IO/Tokeniser.h"
+#include "IO/XML.h"
 
 #include "Formats/AppendOnlyFile.h"
+#include "Formats/KMLWriter.h"
+
+#include "Guidance/PolyLine.h"
+#include "Guidance/PolyLineOffset.h"
+#include "Guidance/PolySpline.h"
 
 #endif

@@ -13,13 +13,15 @@ namespace
 int Usage(std::FILE* out, int status)
 {
     std::fprintf(out, "usage: guidance [info | --help]\n"
-                      "  info   library version, UTC time, GPS week and time of week, uptime\n");
+                      "  info   library and software versions, UTC time, GPS week and time of week, uptime\n");
     return status;
 }
 
 int Info()
 {
     std::printf("libCoreLibrary %s\n", CORELIB_VERSION);
+    std::printf("Software version:  %s (revision %s)\n", Core::Utilities::GetSoftwareVersion().c_str(),
+                Core::Utilities::GetSVNRevision().c_str());
 
     const Core::Time now = Core::Time::Now();
     const std::time_t seconds = now.Seconds();

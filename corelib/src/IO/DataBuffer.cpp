@@ -191,10 +191,15 @@ unsigned char* CDataBuffer::AppendSpace(unsigned long long n)
 void CDataBuffer::AddUnsigned(unsigned long long v, unsigned int width)
 {
     unsigned char* out = AppendSpace(width);
-    for (unsigned int i = 0; i < width; ++i)
+    if (m_endianness == BigEndian)
     {
-        const unsigned int shift = 8 * (m_endianness == BigEndian ? width - 1 - i : i);
-        out[i] = static_cast<unsigned char>(v >> shift);
+        for (unsigned int i = width; i-- > 0; v >>= 8)
+            out[i] = static_cast<unsigned char>(v);
+    }
+    else
+    {
+        for (unsigned int i = 0; i < width; ++i, v >>= 8)
+            out[i] = static_cast<unsigned char>(v);
     }
     m_length += width;
 }
@@ -346,10 +351,15 @@ unsigned long long CDataBuffer::TakeUnsigned(unsigned int width) const
 {
     const unsigned char* in = m_data + m_readPos;
     unsigned long long v = 0;
-    for (unsigned int i = 0; i < width; ++i)
+    if (m_endianness == BigEndian)
     {
-        const unsigned int shift = 8 * (m_endianness == BigEndian ? width - 1 - i : i);
-        v |= static_cast<unsigned long long>(in[i]) << shift;
+        for (unsigned int i = 0; i < width; ++i)
+            v = v << 8 | in[i];
+    }
+    else
+    {
+        for (unsigned int i = width; i-- > 0;)
+            v = v << 8 | in[i];
     }
     m_readPos += width;
     return v;

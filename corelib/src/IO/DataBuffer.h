@@ -173,12 +173,12 @@ public:
 
     // Makes room for n bytes in total.
     void Reserve(unsigned int n) { EnsureBufferSize(n); }
-
-protected:
-    // Grows to hold required bytes: the shortfall is rounded up to a multiple
-    // of 4096. Throws std::bad_alloc beyond 32-bit sizes.
+    // Grows to hold required bytes in total: the shortfall is rounded up to a
+    // multiple of 4096. Throws std::bad_alloc beyond 32-bit sizes.
     void EnsureBufferSize(unsigned long long required);
-    // Reallocates to newSize bytes, keeping the old contents.
+    // Reallocates to newSize bytes, keeping the old contents up to newSize.
+    // A borrowing buffer stops borrowing: the lender keeps its array untouched
+    // and the buffer owns the new one.
     void ExpandBuffer(unsigned int newSize);
 
 private:

@@ -1,5 +1,7 @@
 #include "Threading/Mutex.h"
 
+#include "Utilities/Time.h"
+
 #include <cerrno>
 #include <stdexcept>
 
@@ -145,6 +147,22 @@ void Conditional::Broadcast()
 void Conditional::Wait(Mutex& m)
 {
     pthread_cond_wait(&m_condition, m.GetMutex());
+}
+
+bool Conditional::Wait(Mutex& m, const Time& deadline)
+{
+    timespec absolute;
+    deadline.AsTimespec(absolute);
+    const int result = pthread_cond_timedwait(&m_condition, m.GetMutex(), &absolute);
+    if (result == 0)
+    {
+        return true;
+    }
+    if (result == ETIMEDOUT)
+    {
+        return false;
+    }
+    throw std::runtime_error("pthread_cond_timedwait interrupted");
 }
 
 ConditionalGuard::ConditionalGuard(Conditional& c, Mutex& m, EConditionType type, int limit) : m_mutex(&m)

@@ -17,6 +17,8 @@
 namespace Core
 {
 
+class Time;
+
 // Thrown when the calling thread re-locks a mutex it holds or unlocks one it
 // does not hold. It carries no message: the type is the report.
 class DeadlockException : public std::exception
@@ -114,6 +116,14 @@ public:
     // Waits for a signal or broadcast. Requires: the caller holds m. Wakes may
     // be spurious: re-check the state after returning.
     void Wait(Mutex& m);
+
+    // Waits as above until the absolute wall-clock time deadline (not an
+    // interval). True when woken, false when the deadline passed (at once
+    // for a deadline in the past). Throws std::runtime_error
+    // ("pthread_cond_timedwait interrupted") on any other failure, such as
+    // a deadline whose microsecond field is outside 0..999999.
+    // Requires: the caller holds m.
+    bool Wait(Mutex& m, const Time& deadline);
 
 private:
     pthread_cond_t m_condition;

@@ -1,5 +1,6 @@
 #include "Utilities/CrashHandler.h"
 
+#include "Utilities/FileUtilities.h"
 #include "Utilities/Version.h"
 
 #include <cstdarg>
@@ -9,7 +10,6 @@
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <execinfo.h>
-#include <sys/vfs.h>
 #include <ucontext.h>
 
 namespace Core
@@ -49,23 +49,6 @@ constexpr SignalDescription kDescriptions[] = {
     {SIGXFSZ, "File size exceeded (SIGXFSZ) has occurred\n", false},
     {SIGSYS, "A bad system call (SIGSYS) has occurred\n", false},
 };
-
-// True when a stick is mounted at "/mnt/usb/": the mount point's filesystem
-// reports a size, and is not one of the device's internal flash filesystems
-// (cramfs, JFFS2, SquashFS), on which an empty mount point lies.
-// Private stand-in for the file utilities' USBPresent().
-bool StickPresent()
-{
-    struct statfs fs;
-    if (statfs("/mnt/usb/", &fs) != 0)
-        return false;
-    const unsigned long type = static_cast<unsigned long>(fs.f_type);
-    if (type == 0x28CD3D45UL || type == 0x72B6UL || type == 0x73717368UL)
-        return false;
-    // Formed in 32 bits as the device does: the size in bytes modulo 2^32.
-    const unsigned int bytes = static_cast<unsigned int>(fs.f_bsize) * static_cast<unsigned int>(fs.f_blocks);
-    return (bytes >> 10) > 0;
-}
 
 // One formatted write to each log that is open; either may be null.
 __attribute__((format(printf, 3, 4))) void LogPrintf(std::FILE* first, std::FILE* second, const char* format, ...)
@@ -162,10 +145,11 @@ void WriteCommonBlock(std::FILE* local, std::FILE* stick, const std::string& nam
     LogPrintf(local, stick, "Registers\n");
     LogPrintf(local, stick, "NIP: %lX\n", nip);
 
-    // Not freed: the process is ending.
     char** symbols = backtrace_symbols(frames, count);
     for (int i = 1; i < count; ++i)
         LogPrintf(local, stick, "[%d] %s\n", i, symbols ? symbols[i] : "");
+    // Freed although the process is ending, so leak checkers stay quiet.
+    std::free(symbols);
     LogPrintf(local, stick, "\nTo translate the addresses execute the line below: \n");
     LogPrintf(local, stick, "addr2line --exe=[executable] -f -C");
     for (int i = 1; i < count; ++i)
@@ -223,7 +207,7 @@ void CrashHandler::CrashHandlerFn(int signal, siginfo_t* info, void* context)
         return;
     }
 
-    const bool present = StickPresent();
+    const bool present = USBPresent();
     // Captured here, so frame 0 is this handler.
     void* frames[kMaxFrames];
     const int count = backtrace(frames, kMaxFrames);

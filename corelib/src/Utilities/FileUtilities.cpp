@@ -52,7 +52,7 @@ unsigned int WrappedKiB(uint32_t blockSize, uint32_t blocks)
 namespace Internal
 {
 
-void FilesystemSizeKiB(const struct statfs& status, unsigned int& freeKiB, unsigned int& totalKiB)
+void FilesystemSizeKiB(const struct statfs64& status, unsigned int& freeKiB, unsigned int& totalKiB)
 {
     const uint32_t type = static_cast<uint32_t>(status.f_type);
     if (type == kCramfsMagic || type == kJffs2Magic || type == kSquashfsMagic)
@@ -207,8 +207,10 @@ void SyncParentDir(const std::string& path)
 
 bool MountedFilesystemStatus(const std::string& path, unsigned int& freeKiB, unsigned int& totalKiB)
 {
-    struct statfs status;
-    if (statfs(path.c_str(), &status) != 0)
+    // The 64-bit form, so that a large filesystem does not fail with EOVERFLOW
+    // on a 32-bit device; the sizes are narrowed to 32 bits afterwards anyway.
+    struct statfs64 status;
+    if (statfs64(path.c_str(), &status) != 0)
         return false;
     Internal::FilesystemSizeKiB(status, freeKiB, totalKiB);
     return true;

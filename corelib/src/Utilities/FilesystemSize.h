@@ -14,10 +14,10 @@ namespace Utilities
 namespace Internal
 {
 
-// Sets freeKiB and totalKiB from a statfs result: 0 and 0 for cramfs, JFFS2
+// Sets freeKiB and totalKiB from a statfs64 result: 0 and 0 for cramfs, JFFS2
 // and SquashFS, otherwise f_bsize times f_bavail (free) and times f_blocks
 // (total), each product wrapped to 32 bits and then divided by 1024.
-void FilesystemSizeKiB(const struct statfs& status, unsigned int& freeKiB, unsigned int& totalKiB);
+void FilesystemSizeKiB(const struct statfs64& status, unsigned int& freeKiB, unsigned int& totalKiB);
 
 } // namespace Internal
 } // namespace Utilities

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <locale.h>
 
 namespace Core
@@ -106,21 +107,34 @@ template <typename Separator>
 bool SplitIntoList(const std::string& text, const Separator& separator, std::vector<std::string>& fields,
                    int maxFields)
 {
-    if (SeparatorLength(separator) == 0)
+    const size_t separatorLength = SeparatorLength(separator);
+    if (separatorLength == 0)
         return false;
-    std::string head;
-    std::string tail;
-    if (!SplitAt(text, separator, false, head, tail))
+    // A text that is itself one of the fields would move when the list grows.
+    const std::less<const std::string*> before;
+    if (!fields.empty() && !before(&text, fields.data()) && before(&text, fields.data() + fields.size()))
+    {
+        const std::string copy = text;
+        return SplitIntoList(copy, separator, fields, maxFields);
+    }
+    // Walks a position along the text instead of re-splitting the tail, so a
+    // line of many fields costs linear time; the pieces are those of repeated
+    // two-way splits.
+    size_t hit = text.find(separator);
+    if (hit == std::string::npos)
         return false;
-    fields.push_back(head);
+    fields.push_back(text.substr(0, hit));
+    size_t start = hit + separatorLength;
     // The first split already made two fields, which is why a limit of 1 acts as 2.
     for (int count = 2; maxFields < 1 || count < maxFields; ++count)
     {
-        if (!SplitAt(tail, separator, false, head, tail))
+        hit = text.find(separator, start);
+        if (hit == std::string::npos)
             break;
-        fields.push_back(head);
+        fields.push_back(text.substr(start, hit - start));
+        start = hit + separatorLength;
     }
-    fields.push_back(tail);
+    fields.push_back(text.substr(start));
     return true;
 }
 

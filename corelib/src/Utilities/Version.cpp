@@ -1,12 +1,11 @@
 #include "Utilities/Version.h"
 
-#include <cerrno>
-#include <climits>
+#include "Utilities/FileUtilities.h"
+#include "Utilities/StringUtilities.h"
+
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <vector>
 
 namespace Core
@@ -18,39 +17,11 @@ namespace
 // cannot be opened. An empty file gives an empty line.
 bool ReadFirstLine(const char* path, std::string& line)
 {
-    std::ifstream file(path);
-    if (!file.is_open())
+    std::string contents;
+    if (!Utilities::ReadFile(path, contents))
         return false;
-    line.clear();
-    std::getline(file, line);
+    line = contents.substr(0, contents.find('\n'));
     return true;
-}
-
-// Splits at '.' into at most three fields, the last keeping any further dots;
-// nothing when the text has no dot.
-// Private stand-in for the list form of Utilities::SplitString.
-std::vector<std::string> SplitVersionFields(const std::string& text)
-{
-    std::vector<std::string> fields;
-    std::string::size_type start = 0;
-    for (std::string::size_type dot; fields.size() < 2 && (dot = text.find('.', start)) != std::string::npos;
-         start = dot + 1)
-        fields.push_back(text.substr(start, dot - start));
-    if (!fields.empty())
-        fields.push_back(text.substr(start));
-    return fields;
-}
-
-// strtol in base 16 after a leading "0x", else base 10, clamped to the int
-// range; true when at least one character was consumed.
-// Private stand-in for Utilities::ParseInt(text, value).
-bool ParseVersionField(const std::string& text, int& value)
-{
-    const int base = text.compare(0, 2, "0x") == 0 ? 16 : 10;
-    char* end = nullptr;
-    const long parsed = std::strtol(text.c_str(), &end, base);
-    value = parsed < INT_MIN ? INT_MIN : parsed > INT_MAX ? INT_MAX : static_cast<int>(parsed);
-    return end != text.c_str();
 }
 } // namespace
 
@@ -89,12 +60,14 @@ std::string Version::FormatVersion(int packed)
 
 int Version::ParseVersion(const std::string& text)
 {
-    const std::vector<std::string> fields = SplitVersionFields(text);
+    // At most three fields: the third keeps any further dots ("1.2.3.4" reads as 1.2.3).
+    std::vector<std::string> fields;
+    Utilities::SplitString(text, '.', fields, 3);
     if (fields.size() != 3)
         return 0;
     int major = 0, minor = 0, build = 0;
-    if (!ParseVersionField(fields[0], major) || !ParseVersionField(fields[1], minor) ||
-        !ParseVersionField(fields[2], build))
+    if (!Utilities::ParseInt(fields[0], major) || !Utilities::ParseInt(fields[1], minor) ||
+        !Utilities::ParseInt(fields[2], build))
         return 0;
     const unsigned int packed = (static_cast<unsigned int>(major) & 255) << 24 |
                                 (static_cast<unsigned int>(minor) & 255) << 16 |

@@ -5,6 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <regex>
+#include <ctime>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -107,6 +111,50 @@ TEST(VersionNumbers, ParseVersionPacksThreeFieldsAndMasksThem)
         EXPECT_EQ(static_cast<int>(c.packed), Version::ParseVersion(c.text)) << c.text;
 
     EXPECT_EQ("1.2.300", Version::FormatVersion(Version::ParseVersion("1.2.300")));
+}
+
+// In a private mount namespace of a child, a file of the test stands in for
+// "/dev/console": first mounted read-only (so the open fails), then writable.
+TEST(ConsolePrintf, StampsEachMessageAndRetriesAFailedOpen)
+{
+    CoreTest::TempDir dir;
+    const std::string console = dir.File("console");
+    ASSERT_TRUE(CoreTest::WriteBytes(console, ""));
+    const long before = static_cast<long>(std::time(nullptr));
+    auto child = CoreTest::RunInChild([&] {
+        if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+        {
+            std::fputs("no mount namespace", stderr);
+            return;
+        }
+        if (mount(console.c_str(), "/dev/console", nullptr, MS_BIND, nullptr) != 0 ||
+            mount(nullptr, "/dev/console", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
+        {
+            std::perror("read-only console");
+            return;
+        }
+        console_printf("dropped %d\n", 1);
+        if (umount("/dev/console") != 0 || mount(console.c_str(), "/dev/console", nullptr, MS_BIND, nullptr) != 0)
+        {
+            std::perror("writable console");
+            return;
+        }
+        console_printf("first %s", "part");
+        console_printf(" and %d\n", 2);
+    });
+    const long after = static_cast<long>(std::time(nullptr));
+    if (child.output == "no mount namespace")
+        GTEST_SKIP() << "no private mount namespace here to stand in for /dev/console";
+    ASSERT_TRUE(child.exited);
+    EXPECT_EQ("", child.output);
+
+    const std::string written = CoreTest::ReadBytes(console);
+    std::smatch stamps;
+    ASSERT_TRUE(std::regex_match(written, stamps, std::regex("(\\d+)\tfirst part(\\d+)\t and 2\n"))) << written
+        << "the failed first call wrote nothing and did not stop the second from opening";
+    const long stamp1 = std::stol(stamps[1]), stamp2 = std::stol(stamps[2]);
+    EXPECT_GE(stamp1, before);
+    EXPECT_LE(stamp2, after);
 }
 
 } // namespace

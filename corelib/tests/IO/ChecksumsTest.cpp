@@ -104,10 +104,12 @@ TEST(Crc32Test, AnySplitOfTheInputGivesTheSameCrc)
 #ifdef CORELIB_TEST_HAVE_ZLIB
 TEST(Crc32Test, AgreesWithZlibOnEveryLengthAndAlignment)
 {
+    // Short inputs go byte by byte or sixteen at a time, longer ones may be
+    // folded by carry-less multiplication; every path must give zlib's value.
     const std::string data = RandomBytes(1 << 16, 2);
     for (std::size_t offset = 0; offset < 8; ++offset)
     {
-        for (std::size_t length = 0; length < 80; ++length)
+        for (std::size_t length = 0; length < 300; ++length)
         {
             const uLong expected = crc32(0, Bytes(data) + offset, static_cast<uInt>(length));
             ASSERT_EQ(expected, Crc(data.substr(offset, length))) << offset << "+" << length;

@@ -2,6 +2,8 @@
 // conditional guard's comparisons, each wait bounded.
 #include "Threading/Mutex.h"
 
+#include "Utilities/Time.h"
+
 #include "Support/BoundedThread.h"
 #include "Support/TestSupport.h"
 
@@ -149,6 +151,59 @@ TEST_F(MutexMisuseTest, GuardsReleaseOnEveryExitAndAFailedLockLeavesNoGuard)
         Core::MutexGuard adopted(mutex, Core::MutexGuard::ADOPT_LOCK);
     }
     EXPECT_THROW(mutex.Unlock(), DeadlockException) << "the adopting guard released it";
+}
+
+TEST(ConditionalTest, TimedWaitTakesAnAbsoluteWallClockDeadline)
+{
+    Mutex mutex;
+    Core::Conditional never(0);
+    Core::MutexGuard guard(mutex);
+    EXPECT_FALSE(never.Wait(mutex, Core::Time(1L))) << "a deadline in 1970 has passed";
+    EXPECT_FALSE(never.Wait(mutex, Core::Time::Now() - 5.0));
+
+    // Nobody signals: the wait ends at the deadline, not before it.
+    const Core::Time deadline = Core::Time::TimerMs(100);
+    EXPECT_FALSE(never.Wait(mutex, deadline));
+    EXPECT_FALSE(Core::Time::Now() < deadline);
+}
+
+TEST(ConditionalTest, TimedWaitReturnsTrueWhenWokenBeforeTheDeadline)
+{
+    Mutex mutex;
+    Core::Conditional flag(0);
+    bool woken = false;
+    {
+        Core::MutexGuard guard(mutex);
+        BoundedThread setter([&] { SetUnderLock(flag, mutex, 1); });
+        // Only the setter changes the value, so a true result with the value
+        // still 0 would be a spurious wake-up: wait again.
+        while (flag.Value() == 0)
+        {
+            woken = flag.Wait(mutex, Core::Time::Timer(static_cast<int>(CoreTest::kHangSeconds)));
+            ASSERT_TRUE(woken) << "timed out although the value was set";
+        }
+    }
+    EXPECT_TRUE(woken);
+}
+
+TEST(ConditionalTest, TimedWaitWithAnInvalidDeadlineThrows)
+{
+    Mutex mutex;
+    Core::Conditional never(0);
+    Core::MutexGuard guard(mutex);
+    // Microsecond fields outside 0..999999 become invalid nanosecond counts.
+    for (const Core::Time& deadline : {Core::Time(0L, 2000000L), Core::Time(-1.5)})
+    {
+        try
+        {
+            never.Wait(mutex, deadline);
+            ADD_FAILURE() << "no exception";
+        }
+        catch (const std::runtime_error& error)
+        {
+            EXPECT_STREQ("pthread_cond_timedwait interrupted", error.what());
+        }
+    }
 }
 
 TEST(ConditionalGuardTest, SatisfiedConditionReturnsAtOnceHoldingTheMutex)

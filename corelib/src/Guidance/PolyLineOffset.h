@@ -1,0 +1,59 @@
+// The work records of a poly-line's offset construction. Each vertex of the
+// line starts a ray (its bisector) along which its offset copy moves as the
+// offset distance grows; where the rays of two neighbours meet, both end and a
+// new vertex carries on from the meeting point (a collapse event). Events are
+// taken in order of absolute distance from a heap, so building the construction
+// for n points costs O(n log n) time and O(n) memory on realistic lines: each
+// event removes at least one vertex from one side, and neighbour searches skip
+// vertices that have ended on that side.
+// Threading: used only inside PolyLine::RecalculateOffsetConstruction.
+#ifndef CORELIB_GUIDANCE_POLYLINEOFFSET_H
+#define CORELIB_GUIDANCE_POLYLINEOFFSET_H
+
+#include "Guidance/PolyLine.h"
+
+namespace Core
+{
+
+// An offset vertex while the construction is built: the stored form plus the
+// state of the construction and its place in the vertex list.
+struct tVertex : PolyLine::sVertex
+{
+    // Marks the end of a list.
+    static const unsigned int NONE = 0xFFFFFFFFu;
+
+    bool first;      // the first vertex of the line: its range is never cut
+    bool last;       // the last vertex of the line: its range is never cut
+    bool lowerFixed; // minDistance has been set by an event or at insertion
+    bool upperFixed; // maxDistance has been set by an event or at insertion
+
+    // Neighbours in the list of all vertices, in line order.
+    unsigned int previous;
+    unsigned int next;
+    // Neighbours among the vertices that may still exist at larger positive
+    // distances (not upper-fixed, not created on the negative side) ...
+    unsigned int previousAbove;
+    unsigned int nextAbove;
+    // ... and at larger negative distances (the mirror image).
+    unsigned int previousBelow;
+    unsigned int nextBelow;
+
+    tVertex(const Maths::Vector2<double>& point, double minDistance, double maxDistance);
+
+    // True when minDistance < d < maxDistance.
+    bool ContainsStrictly(double d) const { return minDistance < d && d < maxDistance; }
+};
+
+// A collapse event: the rays of list vertices a and b (a before b) meet at
+// point when the offset distance is `distance`.
+struct sIntersection
+{
+    Maths::Vector2<double> point;
+    unsigned int a;
+    unsigned int b;
+    double distance;
+};
+
+} // namespace Core
+
+#endif

@@ -1,0 +1,256 @@
+#include "Formats/KMLWriter.h"
+
+#include "Support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+
+using Core::KMLWriter;
+using V2 = Core::Maths::Vector2<double>;
+using V3 = Core::Maths::Vector3<double>;
+
+namespace
+{
+
+const std::string kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+                            "<kml xmlns=\"http://www.opengis.net/kml/2.2\""
+                            " xmlns:gx=\"http://www.google.com/kml/ext/2.2\"><Document>";
+const std::string kFooter = "</Document></kml>";
+const double kDegree = M_PI / 180.0;
+
+// The numbers of every line of text that starts like a coordinate line.
+std::vector<std::vector<double>> CoordinateLines(const std::string& kml)
+{
+    std::vector<std::vector<double>> lines;
+    std::istringstream in(kml);
+    std::string line;
+    while (std::getline(in, line))
+    {
+        const std::size_t start = line.find_last_of('>') == std::string::npos ? 0 : line.find_last_of('>') + 1;
+        std::vector<double> numbers;
+        std::istringstream fields(line.substr(start));
+        std::string field;
+        while (std::getline(fields, field, ','))
+            numbers.push_back(std::strtod(field.c_str(), nullptr));
+        if (!numbers.empty() && line.size() > start)
+            lines.push_back(numbers);
+    }
+    return lines;
+}
+
+// Placemarks as an independent reader lists them: name -> coordinates in
+// reading order (2 or 3 numbers per point, as the geometry has them).
+std::map<std::string, std::vector<double>> ReadWithOgr(const std::string& path)
+{
+    std::map<std::string, std::vector<double>> placemarks;
+    auto run = CoreTest::RunCommand("ogrinfo -al -q " + path + " 2>/dev/null");
+    EXPECT_EQ(0, run.exitStatus) << run.output;
+    std::istringstream in(run.output);
+    std::string line, name;
+    while (std::getline(in, line))
+    {
+        const std::string nameField = "  Name (String) = ";
+        if (line.rfind(nameField, 0) == 0)
+            name = line.substr(nameField.size());
+        const std::size_t open = line.find_last_of('(');
+        if (line.rfind("  LINESTRING", 0) == 0 || line.rfind("  POLYGON", 0) == 0)
+        {
+            std::string numbers = line.substr(open + 1);
+            for (char& c : numbers)
+                c = (c == ',' || c == ')') ? ' ' : c;
+            std::istringstream values(numbers);
+            double v;
+            while (values >> v)
+                placemarks[name].push_back(v);
+        }
+    }
+    return placemarks;
+}
+
+class KMLWriterTest : public ::testing::Test
+{
+protected:
+    KMLWriter writer;
+    CoreTest::TempDir dir;
+};
+
+TEST_F(KMLWriterTest, InMemoryDocumentHasTheExactForm)
+{
+    writer.Open();
+    writer.LineStyle("s", "ff0000ff", 2);
+    writer.LineStrip("a", {V3(0, 0, 12.5), V3(0, 0, -3.25)});
+    writer.Close();
+    EXPECT_EQ(kHeader +
+                  "<Style id=\"s\"><LineStyle><color>ff0000ff</color><colorMode>normal</colorMode>"
+                  "<width>2</width></LineStyle></Style>"
+                  "<Placemark><name>a</name><styleUrl>#s</styleUrl>"
+                  "<LineString><extrude>0</extrude><tessellate>0</tessellate><altitudeMode>absolute</altitudeMode>"
+                  "<coordinates>"
+                  "0.000000000000000000000000,0.000000000000000000000000,12.500000\n"
+                  "0.000000000000000000000000,0.000000000000000000000000,-3.250000\n"
+                  "</coordinates></LineString></Placemark>" +
+                  kFooter,
+              writer.AsString());
+}
+
+TEST_F(KMLWriterTest, CoordinatesAreLongitudeLatitudeInDegreesWith24Decimals)
+{
+    writer.Open();
+    writer.Output(V3(0.5, 0.1, 12.5));
+    writer.Output(V2(-0.5, -0.1));
+    const std::string text = writer.AsString().substr(kHeader.size());
+    const std::size_t comma = text.find(',');
+    EXPECT_EQ("5.", text.substr(0, 2));
+    EXPECT_EQ(24u, comma - 2) << "24 decimals: " << text;
+    const auto lines = CoordinateLines(text);
+    ASSERT_EQ(2u, lines.size());
+    // 0.1 rad and 0.5 rad are 5.729577951308232 and 28.64788975654116 degrees.
+    EXPECT_NEAR(5.729577951308232, lines[0][0], 1e-12);
+    EXPECT_NEAR(28.64788975654116, lines[0][1], 1e-12);
+    EXPECT_EQ(",12.500000\n", text.substr(text.find('\n') - 10, 11));
+    ASSERT_EQ(2u, lines[1].size()) << "a ground point has no altitude";
+    EXPECT_NEAR(-5.729577951308232, lines[1][0], 1e-12);
+    EXPECT_NEAR(-28.64788975654116, lines[1][1], 1e-12);
+}
+
+TEST_F(KMLWriterTest, StylesOfOneIdShareAnElementAndTheFirstIsTheDefault)
+{
+    writer.Open();
+    writer.LineStyle("s", "ff0000ff", 2);
+    writer.PolyStyle("s", "7f00ff00", true, false);
+    writer.PolyStyle("t", "ffffffff", false, true);
+    writer.LineStrip("p", std::vector<V2>{});
+    writer.SetStyle("t");
+    writer.PolyRing("q", std::vector<V2>{});
+    const std::string& kml = writer.AsString();
+    EXPECT_NE(std::string::npos,
+              kml.find("<Style id=\"s\"><LineStyle><color>ff0000ff</color><colorMode>normal</colorMode>"
+                       "<width>2</width></LineStyle><PolyStyle><color>7f00ff00</color><colorMode>normal</colorMode>"
+                       "<fill>1</fill><outline>0</outline></PolyStyle></Style>"
+                       "<Style id=\"t\"><PolyStyle><color>ffffffff</color><colorMode>normal</colorMode>"
+                       "<fill>0</fill><outline>1</outline></PolyStyle></Style><Placemark><name>p</name>"
+                       "<styleUrl>#s</styleUrl>"))
+        << kml;
+    EXPECT_NE(std::string::npos, kml.find("<Placemark><name>q</name><styleUrl>#t</styleUrl><Polygon>"));
+}
+
+TEST_F(KMLWriterTest, NamesAndIdsAreEscaped)
+{
+    writer.Open();
+    writer.BeginStyle("a\"b");
+    writer.EndStyle();
+    writer.EndStyle();
+    writer.BeginPlacemark("fields & <lanes>");
+    writer.SetStyle("");
+    writer.BeginPlacemark("");
+    EXPECT_EQ(kHeader +
+                  "<Style id=\"a&quot;b\"></Style>"
+                  "<Placemark><name>fields &amp; &lt;lanes&gt;</name><styleUrl>#a&quot;b</styleUrl>"
+                  "<Placemark>",
+              writer.AsString());
+}
+
+TEST_F(KMLWriterTest, StripRingOrderForEvenAndOddCounts)
+{
+    // Point i lies at longitude i degrees, so the written longitudes name the indices.
+    const struct
+    {
+        int count;
+        std::vector<int> ring;
+    } cases[] = {
+        {2, {0, 1, 0}},
+        {4, {0, 2, 3, 1, 0}},
+        {5, {0, 2, 4, 4, 2, 1, 0}},
+        {6, {0, 2, 4, 5, 3, 1, 0}},
+    };
+    for (const auto& c : cases)
+    {
+        std::vector<V2> points;
+        for (int i = 0; i < c.count; ++i)
+            points.emplace_back(0.0, i * kDegree);
+        writer.Open();
+        writer.PolyStrip("strip", points);
+        std::vector<int> written;
+        for (const auto& line : CoordinateLines(writer.AsString()))
+            written.push_back(static_cast<int>(std::lround(line[0])));
+        EXPECT_EQ(c.ring, written) << c.count << " points";
+    }
+}
+
+TEST_F(KMLWriterTest, FootersFollowTheOutputsGuard)
+{
+    writer.Open();
+    writer.Close();
+    writer.Close();
+    EXPECT_EQ(kHeader + kFooter + kFooter, writer.AsString()) << "every in-memory Close appends a footer";
+
+    const std::string path = dir.File("track.kml");
+    ASSERT_TRUE(writer.Open(path));
+    EXPECT_EQ("", writer.AsString());
+    writer.Close();
+    writer.Close();
+    EXPECT_EQ(kHeader + kFooter, CoreTest::ReadBytes(path)) << "a file gets one footer";
+
+    {
+        KMLWriter scoped;
+        ASSERT_TRUE(scoped.Open(path));
+        scoped.BeginPlacemark("x");
+    }
+    EXPECT_EQ(kHeader + "<Placemark><name>x</name>" + kFooter, CoreTest::ReadBytes(path)) << "the destructor closes";
+
+    EXPECT_FALSE(writer.Open(dir.File("missing/track.kml")));
+    writer.BeginPlacemark("y");
+    EXPECT_EQ(kHeader + "<Placemark><name>y</name>", writer.AsString()) << "a failed open writes to memory";
+}
+
+TEST_F(KMLWriterTest, IndependentReadersListThePlacemarksWritten)
+{
+    const std::vector<V3> track = {V3(0.5, 0.1, 12.5), V3(0.5001, 0.1002, 13.0), V3(-0.7, -2.9, -40.0)};
+    const std::vector<V2> field = {V2(0.9, 0.01), V2(0.9, 0.02), V2(0.91, 0.01), V2(0.91, 0.02)};
+    const std::string path = dir.File("export.kml");
+    ASSERT_TRUE(writer.Open(path));
+    writer.LineStyle("track", "ff0000ff", 3);
+    writer.PolyStyle("area", "7f00ff00", true, true);
+    writer.LineStrip("track & trace", track);
+    writer.PolyStrip("strip", field);
+    std::vector<V2> ring = field;
+    ring.push_back(field.front());
+    writer.PolyRing("ring", ring);
+    writer.LineStrip("ground", field);
+    writer.Close();
+
+    auto lint = CoreTest::RunCommand("xmllint --noout " + path);
+    EXPECT_EQ(0, lint.exitStatus) << lint.output;
+
+    // Longitude and latitude in degrees, then the altitude where there is one.
+    std::map<std::string, std::vector<double>> expected;
+    auto add = [&](const std::string& name, const V2& p) {
+        expected[name].insert(expected[name].end(), {p.y / kDegree, p.x / kDegree});
+    };
+    for (const V3& p : track)
+        expected["track & trace"].insert(expected["track & trace"].end(), {p.y / kDegree, p.x / kDegree, p.z});
+    for (int i : {0, 2, 3, 1, 0})
+        add("strip", field[i]);
+    for (const V2& p : ring)
+        add("ring", p);
+    for (const V2& p : field)
+        add("ground", p);
+
+    const auto read = ReadWithOgr(path);
+    ASSERT_EQ(expected.size(), read.size());
+    for (const auto& placemark : expected)
+    {
+        const auto found = read.find(placemark.first);
+        ASSERT_NE(read.end(), found) << placemark.first;
+        ASSERT_EQ(placemark.second.size(), found->second.size()) << placemark.first;
+        // The reader prints 15 significant digits.
+        for (std::size_t i = 0; i < placemark.second.size(); ++i)
+            EXPECT_NEAR(placemark.second[i], found->second[i], 1e-11) << placemark.first << " value " << i;
+    }
+}
+
+} // namespace

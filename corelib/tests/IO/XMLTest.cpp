@@ -1,0 +1,412 @@
+#include "IO/XML.h"
+
+#include "Support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sstream>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using Core::IO::XMLAttribute;
+using Core::IO::XMLData;
+using Core::IO::XMLDocument;
+using Core::IO::XMLEndNode;
+using Core::IO::XMLNode;
+using Core::IO::XMLStartNode;
+
+namespace
+{
+
+const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+const std::string kErrorPrefix = "XMLDocument::Parse: error parsing xml document: '";
+
+// A one-line picture of a subtree: name, [attributes], ="data", {children};
+// comments are marked with '!'.
+std::string Describe(const XMLNode& node)
+{
+    std::string text = (node.Type() == Core::IO::XMLCommentNode ? "!" : "") + node.Name();
+    for (const auto& attribute : node.Attributes())
+        text += "[" + attribute.first + "=" + attribute.second + "]";
+    if (!node.Data().empty())
+        text += "=\"" + node.Data() + "\"";
+    if (!node.Children().empty())
+    {
+        text += "{";
+        for (const XMLNode& child : node.Children())
+            text += Describe(child) + (&child == &node.Children().back() ? "" : ",");
+        text += "}";
+    }
+    return text;
+}
+
+// The directory's entries, one a line, as the host's ls lists them (readdir
+// of the emulated 32-bit target cannot list every host filesystem).
+std::string Entries(const CoreTest::TempDir& dir)
+{
+    return CoreTest::RunCommand("ls -A " + dir.Path()).output;
+}
+
+std::string Repeat(const std::string& piece, std::size_t times)
+{
+    std::string text;
+    text.reserve(piece.size() * times);
+    for (std::size_t i = 0; i < times; ++i)
+        text += piece;
+    return text;
+}
+
+class XMLTest : public ::testing::Test
+{
+protected:
+    XMLDocument doc;
+    CoreTest::TempDir dir;
+    std::string printed; // what the last Parse printed on standard output
+
+    bool ParseText(const std::string& text)
+    {
+        std::string buffer = text;
+        ::testing::internal::CaptureStdout();
+        const bool ok = doc.ParseString(buffer);
+        printed = ::testing::internal::GetCapturedStdout();
+        return ok;
+    }
+    bool ParseFile(const std::string& path)
+    {
+        ::testing::internal::CaptureStdout();
+        const bool ok = doc.Parse(path);
+        printed = ::testing::internal::GetCapturedStdout();
+        return ok;
+    }
+    std::string Tree() const { return Describe(doc.RootNode()); }
+    // Expects the parse to have failed with the message and an empty root.
+    void ExpectRejected(const std::string& why)
+    {
+        EXPECT_EQ(0u, printed.rfind(kErrorPrefix, 0)) << why << ": printed " << printed;
+        EXPECT_EQ("' \n", printed.substr(printed.size() < 3 ? 0 : printed.size() - 3)) << why;
+        EXPECT_EQ("ROOT", Tree()) << why;
+    }
+};
+
+TEST_F(XMLTest, WritesTheExactIndentedForm)
+{
+    doc << XMLStartNode("config") << XMLAttribute("name", "x\"y&z") << XMLAttribute("all", "<>'\"&")
+        << XMLStartNode("empty") << XMLEndNode()
+        << XMLStartNode("text") << XMLData("a&b") << XMLEndNode()
+        << XMLStartNode("code") << XMLData("if a<b") << XMLEndNode()
+        << XMLStartNode("quote") << XMLData("it's") << XMLEndNode()
+        << XMLStartNode("mixed") << XMLData("lead") << XMLStartNode("inner") << XMLEndNode() << XMLEndNode();
+    doc.RootNode().Children().front().AddComment("note");
+    XMLNode* declaration = doc.RootNode().Children().front().AddNode("decl");
+    *declaration = XMLNode(declaration->Parent(), "", Core::IO::XMLDeclarationNode);
+    declaration->AddAttribute("standalone", "yes");
+    declaration->AddAttribute("encoding", "UTF-8");
+    declaration->AddAttribute("version", "1.0");
+
+    EXPECT_EQ(kDeclaration +
+                  "<config all=\"&lt;&gt;&apos;&quot;&amp;\" name=\"x&quot;y&amp;z\">\n"
+                  "  <empty />\n"
+                  "  <text>a&b</text>\n"
+                  "  <code><![CDATA[if a<b]]></code>\n"
+                  "  <quote><![CDATA[it's]]></quote>\n"
+                  "  <mixed>lead\n"
+                  "    <inner />\n"
+                  "  </mixed>\n"
+                  "  <!-- note -->\n"
+                  "  <?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
+                  "</config>\n"
+                  "\n",
+              doc.GetXML());
+
+    std::ostringstream subtree;
+    doc.RootNode().Children().front().Children().front().WriteXML(subtree, "\t");
+    EXPECT_EQ("\t<empty />\n", subtree.str());
+    EXPECT_EQ(kDeclaration + "\n", XMLDocument().GetXML()) << "an empty document";
+}
+
+TEST_F(XMLTest, StreamCursorStopsAfterLeavingTheRootUntilPrepared)
+{
+    doc << XMLStartNode("a") << XMLStartNode("b") << XMLEndNode() << XMLEndNode() << XMLEndNode();
+    doc << XMLStartNode("lost") << XMLData("x") << XMLAttribute("k", "v") << XMLEndNode();
+    EXPECT_EQ("ROOT{a{b}}", Tree());
+    doc.PrepareForWriting();
+    doc << XMLStartNode("c") << XMLData("one") << XMLData("") << XMLData("two") << XMLAttribute("k", "1")
+        << XMLAttribute("k", "2") << XMLEndNode();
+    EXPECT_EQ("ROOT{a{b},c[k=2]=\"one\ntwo\"}", Tree());
+}
+
+TEST_F(XMLTest, ParsedTextPiecesJoinAndEntitiesTranslate)
+{
+    ASSERT_TRUE(ParseText("\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<!DOCTYPE a [<!ELEMENT a ANY>]>\n"
+                          "<!-- top --><a k='1' k=\"2\" e=\"&lt;&amp;&#65;\">one<b/>two<![CDATA[<x>]]>"
+                          "<!-- inside -->\n  <c>  spaced  </c>\n</a><z/>"));
+    EXPECT_EQ("ROOT{a[e=<&A][k=2]=\"one\ntwo\n<x>\"{b,c=\"  spaced  \"},z}", Tree());
+    EXPECT_EQ("", printed);
+}
+
+TEST_F(XMLTest, StringFormsOfParse)
+{
+    // A literal lives in read-only memory: entity translation must not write to it.
+    EXPECT_TRUE(doc.ParseString("<a>&amp;</a>"));
+    EXPECT_EQ("ROOT{a=\"&\"}", Tree());
+    std::string text = "<a>&lt;b&gt;</a>";
+    EXPECT_TRUE(doc.ParseString(text));
+    EXPECT_EQ("ROOT{a=\"<b>\"}", Tree());
+    EXPECT_FALSE(doc.ParseString(static_cast<const char*>(nullptr)));
+}
+
+TEST_F(XMLTest, BadInputIsRejectedWithTheMessage)
+{
+    const std::string deep = Repeat("<a>", 100000);
+    const struct
+    {
+        std::string text;
+        const char* why;
+    } cases[] = {
+        {"<a>", "unclosed element"},
+        {"<a><b></b", "truncated end tag"},
+        {"<a x=1/>", "unquoted attribute"},
+        {"<a x=\"1/>", "unterminated attribute"},
+        {"text", "text outside any element"},
+        {std::string("<a>one</a>\0<b/>", 15), "zero byte after a complete element"},
+        {std::string("<a>x\0y</a>", 10), "zero byte inside data"},
+        {"<a b=\"" + std::string(8 << 20, 'v'), "huge unterminated attribute"},
+        {deep, "deep nesting"},
+        {Repeat("<a\">", 100000), "names holding quotes"},
+        {Repeat("<a x='1'>", 100000), "nesting with attributes"},
+        {"<!-- open", "unterminated comment"},
+    };
+    for (const auto& c : cases)
+    {
+        doc.RootNode().AddNode("stale");
+        EXPECT_FALSE(ParseText(c.text)) << c.why;
+        ExpectRejected(c.why);
+    }
+
+    EXPECT_FALSE(ParseText("")) << "no node at all";
+    EXPECT_FALSE(ParseText("  \n<!-- only a comment -->"));
+    EXPECT_EQ("", printed) << "an empty document is not a parse error";
+}
+
+TEST_F(XMLTest, NestingLimitIsExactAndHugeValuesParse)
+{
+    const unsigned int limit = XMLDocument::MAX_DEPTH;
+    EXPECT_TRUE(ParseText(Repeat("<a>", limit) + Repeat("</a>", limit)));
+    EXPECT_FALSE(ParseText(Repeat("<a>", limit + 1) + Repeat("</a>", limit + 1)));
+    ExpectRejected("one level too deep");
+    EXPECT_TRUE(ParseText(Repeat("<a/>", 100000) + Repeat("<b><!--<c>--><?p <d>?></b>", 10000)))
+        << "siblings, comments and instructions do not count as nesting";
+
+    const std::string value(8 << 20, 'v');
+    ASSERT_TRUE(ParseText("<a b=\"" + value + "\"/>"));
+    EXPECT_EQ(value.size(), doc.RootNode().Children().front().GetAttribute("b").size());
+}
+
+TEST_F(XMLTest, FindValueFollowsPathsFromTheCursor)
+{
+    ASSERT_TRUE(ParseText("<a><b k='attr'>bee<c>see</c></b><b><c>second</c></b></a>"));
+    const struct
+    {
+        const char* path;
+        const char* expected;
+    } cases[] = {
+        {"a/b/c", "see"},          {"/a/b/c", "see"},   {"a/b", "bee"},
+        {"a/b//k", "attr"},        {"/a/b//k", "attr"}, {"a/b//missing", "default"},
+        {"a/x/c", "default"},      {"a/b/x", "default"}, {"a", "default"},
+        {"", "default"},           {"a/b/", "default"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.expected, doc.FindValue(c.path, "default")) << c.path;
+
+    doc << XMLStartNode("new") << XMLStartNode("deeper");
+    ASSERT_TRUE(ParseText("<a><b>bee</b></a>"));
+    EXPECT_EQ("bee", doc.FindValue("a/b", "default")) << "a cursor inside the old tree restarts at the root";
+    doc << XMLEndNode();
+    EXPECT_EQ("default", doc.FindValue("a/b", "default")) << "cursor has left the root";
+    ASSERT_TRUE(ParseText("<a><b>bee</b></a>"));
+    EXPECT_EQ("default", doc.FindValue("a/b", "default")) << "parsing leaves a null cursor null";
+    doc.PrepareForWriting();
+    doc << XMLStartNode("a");
+    EXPECT_EQ("default", doc.FindValue("a/b", "default")) << "the path counts from the cursor";
+    doc.PrepareForWriting();
+    EXPECT_EQ("bee", doc.FindValue("a/b", "default"));
+}
+
+TEST_F(XMLTest, SearchesRunPreOrderAndNamesMatchExactly)
+{
+    ASSERT_TRUE(ParseText("<x><y><x/></y><ab/><a/><x/></x>"));
+    XMLNode& top = doc.RootNode().Children().front();
+    std::vector<XMLNode*> found = top.FindByName("x");
+    ASSERT_EQ(3u, found.size());
+    EXPECT_EQ(&top, found[0]) << "a node comes before its descendants";
+    EXPECT_EQ(&top.Children().front().Children().front(), found[1]) << "depth first";
+    EXPECT_EQ(&top.Children().back(), found[2]);
+
+    EXPECT_EQ(&top, top.FindFirstByName("x"));
+    std::vector<XMLNode*> seeded{nullptr};
+    top.FindByName("x", seeded, true);
+    EXPECT_EQ(2u, seeded.size()) << "with firstOnly, a non-empty list stops the search of children";
+    EXPECT_EQ(nullptr, top.FindFirstByName("missing"));
+
+    EXPECT_EQ("a", top.Child("a")->Name()) << "\"a\" is not a prefix match of \"ab\"";
+    XMLNode* ab = top.Child("ab");
+    EXPECT_EQ(ab, ab->FindSiblingByName("ab"));
+    EXPECT_EQ(top.Child("y"), ab->FindSiblingByName("y"));
+    EXPECT_EQ(nullptr, doc.RootNode().FindSiblingByName("x"));
+}
+
+TEST_F(XMLTest, CopiesKeepTheOriginalParentPointers)
+{
+    ASSERT_TRUE(ParseText("<a k='v'>d<b><c/></b></a>"));
+    const XMLNode& original = doc.RootNode().Children().front();
+    XMLNode copy(original);
+    EXPECT_EQ(Describe(original), Describe(copy));
+    EXPECT_EQ(&doc.RootNode(), copy.Parent());
+    EXPECT_EQ(&original, copy.Children().front().Parent()) << "parents are copied, not re-pointed";
+    EXPECT_EQ(&copy, copy.AddNode("new")->Parent());
+
+    copy.Clear();
+    EXPECT_EQ("", Describe(copy));
+    EXPECT_EQ(&doc.RootNode(), copy.Parent());
+    EXPECT_EQ(Core::IO::XMLElementNode, copy.Type());
+}
+
+TEST_F(XMLTest, PrintTreeDumpsToStandardError)
+{
+    auto child = CoreTest::RunInChild([] {
+        XMLDocument d;
+        d.ParseString("<a k='v'>text<b/></a>");
+        d.RootNode().Children().front().AddComment("c");
+        d.PrintTree();
+    });
+    EXPECT_EQ("+- ROOT\n  +-Data => \n"
+              "  +- a\n    +-Data => text\n    +-k => v\n"
+              "    +- b\n      +-Data => \n"
+              "    +-// c\n      +-Data => \n",
+              child.output);
+}
+
+// ------------------------------------------------------------- files
+
+TEST_F(XMLTest, WrittenFilesReadBackWithAnIndependentReaderAndTheLibrary)
+{
+    doc << XMLStartNode("settings") << XMLAttribute("ver", "2 \"q\" & <x>")
+        << XMLStartNode("name") << XMLData("field & farm") << XMLEndNode()
+        << XMLStartNode("expr") << XMLData("a < b > c") << XMLEndNode()
+        << XMLStartNode("list") << XMLStartNode("item") << XMLAttribute("id", "1") << XMLEndNode()
+        << XMLStartNode("item") << XMLAttribute("id", "it's") << XMLEndNode() << XMLEndNode() << XMLEndNode();
+    const std::string path = dir.File("settings.xml");
+    ASSERT_TRUE(doc.WriteXML(path));
+    EXPECT_EQ("settings.xml\n", Entries(dir)) << "no temporary file left";
+    EXPECT_EQ(doc.GetXML(), CoreTest::ReadBytes(path));
+
+    // The data holding "&" is written raw, which a strict reader refuses;
+    // everything else must satisfy it.
+    auto lint = CoreTest::RunCommand("xmllint --noout " + path);
+    EXPECT_NE(0, lint.exitStatus) << "raw & in data is kept as it is";
+    doc.RootNode().Children().front().Child("name")->Data("field and farm");
+    ASSERT_TRUE(doc.WriteXML(path));
+    lint = CoreTest::RunCommand("xmllint --noout " + path);
+    EXPECT_EQ(0, lint.exitStatus) << lint.output;
+
+    const std::string expected = Tree();
+    XMLDocument back;
+    ASSERT_TRUE(back.Parse(path));
+    EXPECT_EQ(expected, Describe(back.RootNode()));
+
+    // Another writer's layout: re-indented with tabs by the independent tool.
+    const std::string formatted = dir.File("formatted.xml");
+    auto format = CoreTest::RunCommand("XMLLINT_INDENT='\t' xmllint --format " + path + " > " + formatted);
+    ASSERT_EQ(0, format.exitStatus) << format.output;
+    ASSERT_TRUE(ParseFile(formatted));
+    EXPECT_EQ(expected, Tree());
+}
+
+TEST_F(XMLTest, FilesParseAtEverySizeBoundary)
+{
+    const long page = ::sysconf(_SC_PAGESIZE);
+    // Files whose size is one below, at and above a whole number of pages,
+    // and one at the size where mapping gives way to reading.
+    const std::size_t sizes[] = {static_cast<std::size_t>(page) - 1, static_cast<std::size_t>(page),
+                                 static_cast<std::size_t>(page) + 1, 20971520};
+    for (std::size_t size : sizes)
+    {
+        const std::string head = "<a e=\"&amp;\">";
+        const std::string tail = "</a>";
+        const std::string file = head + std::string(size - head.size() - tail.size(), 'x') + tail;
+        const std::string path = dir.File("sized.xml");
+        ASSERT_TRUE(CoreTest::WriteBytes(path, file));
+        ASSERT_TRUE(ParseFile(path)) << size;
+        EXPECT_EQ(size - head.size() - tail.size(), doc.RootNode().Children().front().Data().size());
+        EXPECT_EQ("&", doc.RootNode().Children().front().GetAttribute("e"));
+        EXPECT_EQ(file, CoreTest::ReadBytes(path)) << "parsing never writes to the file";
+    }
+    EXPECT_FALSE(ParseFile(dir.File("missing.xml")));
+    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("empty.xml"), ""));
+    EXPECT_FALSE(ParseFile(dir.File("empty.xml")));
+    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("cut.xml"), "<a><b>text</b"));
+    EXPECT_FALSE(ParseFile(dir.File("cut.xml")));
+    ExpectRejected("truncated file");
+}
+
+TEST_F(XMLTest, FailedWritesReportFalseAndLeaveNothing)
+{
+    doc << XMLStartNode("a") << XMLEndNode();
+    EXPECT_FALSE(doc.WriteXML(dir.File("no/such/dir/out.xml")));
+    ASSERT_EQ(0, ::mkdir(dir.File("target").c_str(), 0755));
+    EXPECT_FALSE(doc.WriteXML(dir.File("target"))) << "a directory cannot be replaced by a file";
+    EXPECT_EQ("target\n", Entries(dir)) << "the temporary file is removed";
+}
+
+TEST_F(XMLTest, ShortStreamWriteIsRenamedIntoPlaceAsItStands)
+{
+    // Only the rename is checked: a write cut short by a file-size limit
+    // still replaces the target, with the bytes that were written.
+    doc << XMLStartNode("a") << XMLData(std::string(5000, 'x')) << XMLEndNode();
+    const std::string path = dir.File("limited.xml");
+    auto child = CoreTest::RunInChild([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{100, 100};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        std::exit(doc.WriteXML(path) ? 0 : 1);
+    });
+    ASSERT_TRUE(child.exited);
+    EXPECT_EQ(0, child.exitStatus);
+    const std::string written = CoreTest::ReadBytes(path);
+    EXPECT_EQ(100u, written.size());
+    EXPECT_EQ(doc.GetXML().substr(0, written.size()), written);
+}
+
+TEST_F(XMLTest, KilledWriterLeavesTheOldOrTheNewFile)
+{
+    // Two documents large enough that a kill often lands mid-write.
+    XMLDocument first, second;
+    for (int i = 0; i < 20000; ++i)
+    {
+        first << XMLStartNode("one") << XMLData(std::to_string(i)) << XMLEndNode();
+        second << XMLStartNode("two") << XMLAttribute("n", std::to_string(i)) << XMLEndNode();
+    }
+    const std::string path = dir.File("target.xml");
+    ASSERT_TRUE(first.WriteXML(path));
+    const std::string versions[] = {first.GetXML(), second.GetXML()};
+
+    for (int attempt = 0; attempt < 8; ++attempt)
+    {
+        auto child = CoreTest::RunInChild(
+            [&] {
+                for (;;)
+                {
+                    second.WriteXML(path);
+                    first.WriteXML(path);
+                }
+            },
+            0.05 + 0.03 * attempt);
+        ASSERT_TRUE(child.timedOut);
+        const std::string now = CoreTest::ReadBytes(path);
+        EXPECT_TRUE(now == versions[0] || now == versions[1]) << "attempt " << attempt << ": " << now.size();
+    }
+}
+
+} // namespace

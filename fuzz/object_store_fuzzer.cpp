@@ -1,0 +1,47 @@
+// Arbitrary bytes as an object store record, a byte buffer and Ascii85 text:
+// every lookup and read must end and stay inside the bytes.
+#include "IO/DataBuffer.h"
+#include "IO/Encodings.h"
+#include "IO/ObjectStore.h"
+
+#include <cstdint>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    std::string bytes(reinterpret_cast<const char*>(data), size);
+
+    Core::IO::ObjectStore store(bytes);
+    int i = 0;
+    float f = 0.0f;
+    double d = 0.0;
+    std::string s;
+    unsigned int count = 0;
+    store.InputInt(i, 1);
+    store.InputFloat(f, 2);
+    store.InputDouble(d, 3);
+    store.InputString(s, 4);
+    store.DeclareArrayBegin(count, 5);
+    Core::IO::ObjectStore child(store);
+    if (store.InputObject(child, 6))
+    {
+        child.InputInt(i, 1);
+        child.InputString(s, 2);
+    }
+    store.InputInt(i, 1u << 28);
+
+    const Core::IO::CDataBuffer buffer(bytes);
+    Core::IO::CDataBuffer packed(buffer);
+    char text[16];
+    while (packed.Tell() < packed.Length())
+    {
+        packed.GetPackedInt32();
+        packed.GetString(text, sizeof(text));
+        packed.GetString();
+        packed.GetUInt16();
+    }
+    Core::IO::CAscii85::Decode(bytes);
+    Core::IO::CAscii85::Encode(buffer);
+    Core::IO::CBase64::Encode(buffer);
+    return 0;
+}
