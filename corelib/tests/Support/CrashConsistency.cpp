@@ -1,8 +1,11 @@
 #include "Support/CrashConsistency.h"
 
+#include "Support/KilledChild.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <random>
 
 namespace CoreTest
 {
@@ -23,7 +26,8 @@ std::string VersionContents(unsigned int version)
 
 bool VersionOf(const std::string& contents, unsigned int& version)
 {
-    return std::sscanf(contents.c_str(), "version %u\n", &version) == 1;
+    const size_t at = contents.find("version ");
+    return at != std::string::npos && std::sscanf(contents.c_str() + at, "version %u", &version) == 1;
 }
 
 void ExpectAtMostOneTemporary(const TempDir& dir, const std::string& target)
@@ -41,7 +45,8 @@ void ExpectAtMostOneTemporary(const TempDir& dir, const std::string& target)
 }
 
 void ExpectOneWholeVersion(const TempDir& dir, const std::string& target, unsigned int low,
-                           unsigned int high, unsigned int* found)
+                           unsigned int high, unsigned int* found,
+                           const std::function<std::string(unsigned int)>& expected)
 {
     const std::string contents = ReadBytes(dir.File(target));
     unsigned int version = 0;
@@ -49,9 +54,39 @@ void ExpectOneWholeVersion(const TempDir& dir, const std::string& target, unsign
                                               << " bytes)";
     ASSERT_GE(version, low) << target << " went back to an older version";
     ASSERT_LE(version, high) << target << " holds a version never written";
-    ASSERT_TRUE(contents == VersionContents(version)) << target << " holds a partial version " << version;
+    ASSERT_TRUE(contents == expected(version)) << target << " holds a partial version " << version;
     *found = version;
     ExpectAtMostOneTemporary(dir, target);
+}
+
+void KillVersionWriterRounds(const TempDir& dir, const std::string& target,
+                             const std::function<bool(unsigned int)>& write, unsigned int seed,
+                             const std::function<std::string(unsigned int)>& expected)
+{
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<long> delay(0, kCrashDelayMicroseconds);
+    unsigned int current = 0;
+    for (unsigned int round = 0; round < kCrashRounds; ++round)
+    {
+        SCOPED_TRACE("round " + std::to_string(round));
+        const unsigned int first = current + 1;
+        const KilledChildResult run = RunAndKill(
+            [&](ChildReporter& reporter) {
+                for (unsigned int version = first; version < first + 1000; ++version)
+                {
+                    if (write(version))
+                        reporter.Report(std::to_string(version));
+                }
+            },
+            delay(random));
+        unsigned int acknowledged = current;
+        if (!run.reports.empty())
+            acknowledged = static_cast<unsigned int>(std::stoul(run.reports.back()));
+        // The version after the last acknowledged one may have been renamed
+        // into place just before the kill.
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectOneWholeVersion(dir, target, acknowledged, acknowledged + 1, &current, expected));
+    }
 }
 
 } // namespace CoreTest

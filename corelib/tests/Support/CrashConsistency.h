@@ -6,6 +6,7 @@
 
 #include "Support/TestSupport.h"
 
+#include <functional>
 #include <string>
 
 namespace CoreTest
@@ -22,7 +23,8 @@ constexpr long kCrashDelayMicroseconds = kTargetEmulated || kSanitized ? 60000 :
 // that a kill can land inside the writing of one.
 std::string VersionContents(unsigned int version);
 
-// The version named by contents' first line; false when there is none.
+// The version named by the first "version N" in contents, which may be
+// wrapped in a format of its own; false when there is none.
 bool VersionOf(const std::string& contents, unsigned int& version);
 
 // Fails the test unless the directory holds target and at most one other
@@ -30,11 +32,22 @@ bool VersionOf(const std::string& contents, unsigned int& version);
 // entry so that the next round starts clean.
 void ExpectAtMostOneTemporary(const TempDir& dir, const std::string& target);
 
-// Fails the test unless the file target in dir holds VersionContents(v)
-// exactly, for some v from low to high, and at most one temporary file
-// remains beside it; stores v in found.
+// Fails the test unless the file target in dir holds expected(v) exactly,
+// for some v from low to high, and at most one temporary file remains beside
+// it; stores v in found.
 void ExpectOneWholeVersion(const TempDir& dir, const std::string& target, unsigned int low,
-                           unsigned int high, unsigned int* found);
+                           unsigned int high, unsigned int* found,
+                           const std::function<std::string(unsigned int)>& expected = VersionContents);
+
+// kCrashRounds rounds of a child that writes versions one after another
+// through write (which returns whether the library acknowledged the
+// version) and is killed after a random delay drawn from seed. After each
+// round the target must hold expected(v) for the last acknowledged version
+// or the one in progress, with at most one temporary file beside it. The
+// target must already hold expected(0) or a later version.
+void KillVersionWriterRounds(const TempDir& dir, const std::string& target,
+                             const std::function<bool(unsigned int)>& write, unsigned int seed,
+                             const std::function<std::string(unsigned int)>& expected = VersionContents);
 
 } // namespace CoreTest
 
