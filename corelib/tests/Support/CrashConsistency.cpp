@@ -64,12 +64,14 @@ void KillVersionWriterRounds(const TempDir& dir, const std::string& target,
                              const std::function<std::string(unsigned int)>& expected)
 {
     std::mt19937 random(seed);
+    std::uniform_int_distribution<unsigned int> reports(0, 3);
     std::uniform_int_distribution<long> delay(0, kCrashDelayMicroseconds);
     unsigned int current = 0;
     for (unsigned int round = 0; round < kCrashRounds; ++round)
     {
         SCOPED_TRACE("round " + std::to_string(round));
         const unsigned int first = current + 1;
+        const unsigned int killAfter = reports(random);
         const KilledChildResult run = RunAndKill(
             [&](ChildReporter& reporter) {
                 for (unsigned int version = first; version < first + 1000; ++version)
@@ -78,7 +80,8 @@ void KillVersionWriterRounds(const TempDir& dir, const std::string& target,
                         reporter.Report(std::to_string(version));
                 }
             },
-            delay(random));
+            killAfter, delay(random));
+        ASSERT_GE(run.reports.size(), killAfter) << "the child stopped acknowledging versions";
         unsigned int acknowledged = current;
         if (!run.reports.empty())
             acknowledged = static_cast<unsigned int>(std::stoul(run.reports.back()));

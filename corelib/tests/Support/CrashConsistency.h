@@ -14,9 +14,9 @@ namespace CoreTest
 
 // Kills per test; each round is one child killed at a random moment.
 constexpr unsigned int kCrashRounds = 50;
-// The longest delay before a kill. Longer under emulation and the sanitizers,
-// where the child takes longer to reach its first write.
-constexpr long kCrashDelayMicroseconds = kTargetEmulated || kSanitized ? 60000 : 20000;
+// The longest delay between the child's last counted report and the kill.
+// Longer under emulation and the sanitizers, where each write takes longer.
+constexpr long kCrashDelayMicroseconds = kTargetEmulated || kSanitized ? 20000 : 5000;
 
 // Contents that name their version on the first line ("version N") and
 // continue with bytes derived from it; sizes range up to about 200 KB so
@@ -41,7 +41,8 @@ void ExpectOneWholeVersion(const TempDir& dir, const std::string& target, unsign
 
 // kCrashRounds rounds of a child that writes versions one after another
 // through write (which returns whether the library acknowledged the
-// version) and is killed after a random delay drawn from seed. After each
+// version) and is killed after a random number of acknowledged versions and
+// a random delay, both drawn from seed. After each
 // round the target must hold expected(v) for the last acknowledged version
 // or the one in progress, with at most one temporary file beside it. The
 // target must already hold expected(0) or a later version.

@@ -1,5 +1,6 @@
 #include "Support/KilledChild.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -46,7 +47,8 @@ std::vector<std::string> CompleteLines(const std::string& received)
 
 } // namespace
 
-KilledChildResult RunAndKill(const std::function<void(ChildReporter&)>& body, long delayMicroseconds)
+KilledChildResult RunAndKill(const std::function<void(ChildReporter&)>& body, unsigned int afterReports,
+                             long delayMicroseconds)
 {
     int fds[2];
     if (pipe(fds) != 0)
@@ -68,18 +70,26 @@ KilledChildResult RunAndKill(const std::function<void(ChildReporter&)>& body, lo
     // never blocks on a full pipe and is killed at a moment of its own work.
     std::string received;
     bool open = true;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::microseconds(delayMicroseconds);
+    const auto start = std::chrono::steady_clock::now();
+    auto deadline = start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                std::chrono::duration<double>(kReportWaitSeconds));
+    bool counted = afterReports == 0;
+    if (counted)
+        deadline = start + std::chrono::microseconds(delayMicroseconds);
     while (open)
     {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() < 0)
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= deadline)
             break;
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now);
         pollfd p = {fds[0], POLLIN, 0};
         if (poll(&p, 1, static_cast<int>(left.count())) > 0)
             open = DrainPipe(fds[0], received);
-        else if (std::chrono::steady_clock::now() >= deadline)
-            break;
+        if (!counted && static_cast<unsigned int>(std::count(received.begin(), received.end(), '\n')) >= afterReports)
+        {
+            counted = true;
+            deadline = std::chrono::steady_clock::now() + std::chrono::microseconds(delayMicroseconds);
+        }
     }
     kill(pid, SIGKILL);
     int status = 0;

@@ -32,12 +32,18 @@ struct KilledChildResult
     bool killed = false;               // the child died of the SIGKILL
 };
 
-// Forks; the child runs body and exits. The parent drains the pipe for
-// delayMicroseconds (or until the child finishes), sends SIGKILL, reaps the
-// child and collects the remaining lines. A body still running after
-// the delay is killed wherever it is; the call itself never takes much longer
-// than the delay. Requires: the calling program is single-threaded.
-KilledChildResult RunAndKill(const std::function<void(ChildReporter&)>& body, long delayMicroseconds);
+// Forks; the child runs body and exits. The parent drains the pipe until the
+// child has reported afterReports lines, then for delayMicroseconds more, and
+// then sends SIGKILL, reaps the child and collects the remaining lines.
+// Counting reports first puts the kill among the child's writes rather than
+// in its start-up, however slow the machine. The wait for the reports is
+// bounded (kReportWaitSeconds), and a child that finishes first is not
+// waited for. Requires: the calling program is single-threaded.
+KilledChildResult RunAndKill(const std::function<void(ChildReporter&)>& body, unsigned int afterReports,
+                             long delayMicroseconds);
+
+// The longest wait for the reports before the kill comes anyway.
+constexpr double kReportWaitSeconds = 60.0;
 
 } // namespace CoreTest
 
