@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 using Core::IO::CDataBuffer;
@@ -98,7 +99,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Run(buffer, ops, count);
     // A copy and a moved-to buffer read the same way as the original.
     const CDataBuffer copy(buffer, borrow);
-    CDataBuffer moved(CDataBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()), false, order));
+    CDataBuffer original(bytes.data(), static_cast<unsigned int>(bytes.size()), false, order);
+    CDataBuffer moved(std::move(original));
     Run(moved, ops, count);
     if (copy.ToString() != buffer.ToString() || moved.ToString() != buffer.ToString())
         std::abort();
