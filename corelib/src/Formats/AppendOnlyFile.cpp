@@ -83,20 +83,22 @@ bool AppendOnlyFileBase::ReadBlock(unsigned short& tag, IO::CDataBuffer& payload
             // A length too short for the tag and CRC is not a block.
             if (length >= kBodyOverhead)
             {
-                if (ReadBody(length))
+                // The body goes straight into payload and is taken back out
+                // if it is incomplete or fails the check. Read positions are
+                // ints, so a body longer than INT_MAX cannot be in the store.
+                const unsigned int kept = payload.Length();
+                unsigned char fields[kBodyOverhead];
+                if (length <= static_cast<unsigned int>(INT_MAX) &&
+                    Read(fields, kBodyOverhead) == static_cast<int>(kBodyOverhead) &&
+                    ReadPayload(payload, length - kBodyOverhead))
                 {
-                    const IO::CDataBuffer fields(m_body.data(), kBodyOverhead, true,
-                                                 IO::CDataBuffer::BigEndian);
-                    tag = fields.GetUInt16();
-                    const unsigned int storedCrc = fields.GetUInt32();
-                    const unsigned char* data = m_body.data() + kBodyOverhead;
-                    const int dataLength = static_cast<int>(length - kBodyOverhead);
-                    if (CRC32(data, dataLength).m_crc == storedCrc)
-                    {
-                        payload.Add(data, static_cast<unsigned int>(dataLength));
+                    const IO::CDataBuffer header(fields, kBodyOverhead, true, IO::CDataBuffer::BigEndian);
+                    tag = header.GetUInt16();
+                    const unsigned int storedCrc = header.GetUInt32();
+                    if (CRC32(payload.Data() + kept, static_cast<int>(length - kBodyOverhead)).m_crc == storedCrc)
                         return true;
-                    }
                 }
+                payload.Truncate(kept);
                 // Rejected: go back to just past the length, so that a block
                 // inside the claimed extent is still found.
                 if (SeekRead(resumeAt) < 0)
@@ -112,28 +114,21 @@ bool AppendOnlyFileBase::ReadBlock(unsigned short& tag, IO::CDataBuffer& payload
     }
 }
 
-bool AppendOnlyFileBase::ReadBody(unsigned int length)
+bool AppendOnlyFileBase::ReadPayload(IO::CDataBuffer& payload, unsigned int length)
 {
-    // Read positions are ints, so a longer body cannot be in the store.
-    if (length > static_cast<unsigned int>(INT_MAX))
-        return false;
-    std::size_t arrived = 0;
-    for (;;)
+    unsigned int arrived = 0;
+    while (arrived < length)
     {
         // The next piece is as large as what has arrived so far (at least the
         // first chunk), capped by what the length still claims.
-        const std::size_t piece =
-            std::min<std::size_t>(length - arrived, std::max<std::size_t>(arrived, kFirstBodyChunk));
-        if (m_body.size() < arrived + piece)
-            m_body.resize(arrived + piece);
-        const int count = Read(m_body.data() + arrived, static_cast<int>(piece));
-        if (count > 0)
-            arrived += static_cast<std::size_t>(count);
-        if (arrived == length)
-            return true;
+        const unsigned int piece = std::min(length - arrived, std::max(arrived, kFirstBodyChunk));
+        unsigned char* into = payload.AddSpace(piece);
+        const int count = Read(into, static_cast<int>(piece));
         if (count < static_cast<int>(piece))
             return false;
+        arrived += piece;
     }
+    return true;
 }
 
 // ---- AppendOnlyFile
@@ -218,7 +213,7 @@ int AppendOnlyFile::Read(unsigned char* buffer, int length)
     int total = 0;
     while (total < length)
     {
-        if (m_bufferPosition == m_bufferLength && length - total >= kReadBufferSize)
+        if (m_bufferPosition == m_bufferLength && length - total >= kDirectReadMinimum)
         {
             // A large request skips the buffer rather than copying through it.
             const int count = ReadDirect(buffer + total, length - total);

@@ -13,7 +13,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace Core
 {
@@ -62,8 +61,8 @@ public:
 
     // Appends one block and flushes it. True only when the header and the
     // payload were written completely and the flush succeeded; a partial write
-    // stays in the store and readers skip it. Payloads of 2^31 - 13 bytes or
-    // more are refused before anything is written.
+    // stays in the store and readers skip it. Payloads longer than 2^31 - 13
+    // bytes are refused before anything is written.
     bool WriteBlock(unsigned short tag, const IO::CDataBuffer& payload);
     // Reads forward from the read position to the next intact block, stores its
     // tag and appends its payload to payload (which is not cleared). False when
@@ -74,14 +73,11 @@ public:
     int Reset();
 
 private:
-    // Reads exactly length bytes into m_body, growing it only as bytes arrive
-    // so that a damaged length never causes a large allocation. False when
-    // fewer arrive.
-    bool ReadBody(unsigned int length);
-
-    // Scratch space for candidate bodies, kept between reads so that reading
-    // a run of blocks does not allocate for each one.
-    std::vector<unsigned char> m_body;
+    // Appends exactly length bytes read from the store to payload, growing it
+    // only as bytes arrive so that a damaged length never causes a large
+    // allocation. False when fewer arrive; payload is then longer than what
+    // arrived, and the caller truncates it.
+    bool ReadPayload(IO::CDataBuffer& payload, unsigned int length);
 };
 
 // The block store over a Linux file opened for appending. Reads go through a
@@ -110,6 +106,9 @@ public:
 private:
     // Bytes fetched from the file per buffered read.
     static const int kReadBufferSize = 64 * 1024;
+    // Requests at least this large, once the buffer is used up, are read
+    // straight into the caller's memory.
+    static const int kDirectReadMinimum = 16 * 1024;
 
     // Forgets the buffered bytes; the descriptor's position becomes the read position.
     void DropReadBuffer();

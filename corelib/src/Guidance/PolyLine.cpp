@@ -23,9 +23,9 @@ Vec2 Flat(const Vec3& p)
     return Vec2(p.x, p.y);
 }
 
-// Looks for the first of the `span` most recent segments of pts, among those
-// ending before index `end`, that the segment from the last point to p crosses.
-// On a hit, k is the index of that segment's end point.
+// Looks, among the segments of pts ending at indices c - span + 1 (at least 1)
+// up to end - 1, for the first that the segment from the last point to p
+// crosses (c is the point count). On a hit, k is that segment's end index.
 template <template <class> class V>
 bool FindLoopCrossing(const std::vector<V<double>>& pts, unsigned int span, size_t end, const V<double>& p, size_t& k,
                       V<double>& crossing)

@@ -78,11 +78,13 @@ public:
     // AddPoint(p, true) drops a point closer than this to the last point.
     void SetCoincidentThreshold(double distance);
     double GetCoincidentThreshold() const;
-    // How many of the most recent segments AddPoint tests for a crossing with
-    // the new segment (cutting the loop out when one crosses); 0 turns it off.
+    // The reach of AddPoint's loop cut: with span w it tests the segments
+    // ending at the last w - 1 points for a crossing with the new segment and
+    // cuts the loop out at the first; 0 turns it off.
     void SetLoopSpan(unsigned int segments) { m_loopSpan = segments; }
     unsigned int GetLoopSpan() const { return m_loopSpan; }
-    // The same for the points Offset collects; 0 turns it off.
+    // The same for the points Offset collects, where the newest collected
+    // segment is never tested (w - 2 segments); 0 turns it off.
     void SetOffsetLoopSpan(unsigned int segments) { m_offsetLoopSpan = segments; }
     unsigned int GetOffsetLoopSpan() const { return m_offsetLoopSpan; }
     // Reserves room for count points and their segments. count 0 reserves nothing.
@@ -167,9 +169,10 @@ public:
     // and a later candidate must score strictly lower. Outputs the winner's
     // segment, its distance signed positive when the position is strictly left
     // of that segment, its along-track distance and the nearest point. Returns
-    // the winning score, or +infinity with nothing written when the line has
-    // fewer than 2 points. The cost is proportional to last - first.
-    // score is borrowed for the call; null ranks by distance.
+    // the winning score, or +infinity with only the distance written (as
+    // +infinity) when the line has fewer than 2 points or the window starts
+    // beyond it; last is cut to the point count. The cost is proportional to
+    // last - first. score is borrowed for the call; null ranks by distance.
     virtual double DistanceToNearest(unsigned int first, unsigned int last, const Maths::Vector3<double>& position,
                                      ScoreFunction* score, unsigned int& segment, double& distance,
                                      double& alongTrack, Maths::Vector3<double>& nearest) const;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 
 namespace Core
 {
@@ -103,7 +104,8 @@ void OffsetBuilder::Build(std::vector<PolyLine::sVertex>& out)
         return;
     }
 
-    m_work.reserve(2 * n);
+    // Each side inserts fewer vertices than the line has.
+    m_work.reserve(3 * n);
     for (unsigned int i = 0; i < n; ++i)
     {
         m_work.push_back(tVertex(Vec2(m_points[i].x, m_points[i].y), -m_maximum, m_maximum));

@@ -20,7 +20,7 @@ namespace Core
 struct tVertex : PolyLine::sVertex
 {
     // Marks the end of a list.
-    static const unsigned int NONE = 0xFFFFFFFFu;
+    static constexpr unsigned int NONE = 0xFFFFFFFFu;
 
     bool first;      // the first vertex of the line: its range is never cut
     bool last;       // the last vertex of the line: its range is never cut

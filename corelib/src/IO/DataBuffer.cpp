@@ -45,7 +45,7 @@ T ValueOrZero(const CDataBuffer& buffer, bool (CDataBuffer::*read)(T&) const)
 } // namespace
 
 CDataBuffer::CDataBuffer(Endianness e, unsigned int initialCapacity)
-    : m_data(new unsigned char[initialCapacity]), m_capacity(initialCapacity), m_readPos(0),
+    : m_data(new unsigned char[initialCapacity]()), m_capacity(initialCapacity), m_readPos(0),
       m_length(0), m_endianness(e), m_borrowed(false), m_error(false)
 {
 }
@@ -170,8 +170,13 @@ void CDataBuffer::EnsureBufferSize(unsigned long long required)
 void CDataBuffer::ExpandBuffer(unsigned int newSize)
 {
     unsigned char* grown = new unsigned char[newSize];
-    if (m_data != nullptr && m_capacity > 0)
-        std::memcpy(grown, m_data, m_capacity < newSize ? m_capacity : newSize);
+    unsigned int kept = 0;
+    if (m_data != nullptr)
+        kept = m_capacity < newSize ? m_capacity : newSize;
+    if (kept > 0)
+        std::memcpy(grown, m_data, kept);
+    // Allocated bytes are zero until written, since GetData may read them.
+    std::memset(grown + kept, 0, newSize - kept);
     // A borrowing buffer that grows stops sharing: the lender keeps its array
     // and the buffer owns the new one.
     Release();
@@ -260,11 +265,23 @@ CDataBuffer& CDataBuffer::Add(double v)
 
 CDataBuffer& CDataBuffer::Add(const unsigned char* p, unsigned int n)
 {
-    unsigned char* out = AppendSpace(n);
+    unsigned char* out = AddSpace(n);
     if (n > 0)
         std::memcpy(out, p, n);
-    m_length += n;
     return *this;
+}
+
+unsigned char* CDataBuffer::AddSpace(unsigned int n)
+{
+    unsigned char* out = AppendSpace(n);
+    m_length += n;
+    return out;
+}
+
+void CDataBuffer::Truncate(unsigned int length)
+{
+    if (length < m_length)
+        m_length = length;
 }
 
 CDataBuffer& CDataBuffer::Add(const char* s)

@@ -94,6 +94,13 @@ public:
     CDataBuffer& Add(double v);
     // n raw bytes. Requires: p points at n readable bytes (p may be null when n is 0).
     CDataBuffer& Add(const unsigned char* p, unsigned int n);
+    // Appends n bytes for the caller to fill (until then their values are
+    // unspecified) and returns where they start; the pointer is valid until
+    // the next write. Lets a reader fill the buffer without a copy in between.
+    unsigned char* AddSpace(unsigned int n);
+    // Drops the written bytes from length on; nothing happens when length is
+    // not less than Length(). The storage and the cursor are kept.
+    void Truncate(unsigned int length);
     // The characters without a terminator.
     CDataBuffer& Add(const char* s);
     CDataBuffer& Add(const std::string& s);
@@ -146,7 +153,8 @@ public:
     int GetPackedInt32();
 
     // Copies n bytes to dst. The limit checked is the capacity, not the written
-    // length, so bytes allocated but never written can be read.
+    // length, so bytes allocated but never written can be read (as zeros, or
+    // as whatever was written there before a Reset or Truncate).
     // Requires: dst has room for n bytes.
     bool GetData(unsigned char* dst, unsigned int n) const;
     // Appends n bytes to out (out keeps its contents).

@@ -3,6 +3,9 @@
 #include "Utilities/FileUtilities.h"
 #include "Utilities/StringUtilities.h"
 
+// The parser's node pool grows in blocks of this size (less room for the
+// block headers), each block a mapping of its own; see PoolAllocate.
+#define RAPIDXML_DYNAMIC_POOL_SIZE (2 * 1024 * 1024 - 64)
 #include <rapidxml/rapidxml.hpp>
 
 #include <cstdio>
@@ -10,6 +13,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,6 +33,35 @@ const char* const kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 // Comments, declarations, doctypes and processing instructions are skipped.
 constexpr int kParseFlags = rapidxml::parse_no_string_terminators;
 
+// Pool blocks for the parser's nodes. A large document needs tens of
+// megabytes of nodes that live only until they are copied; mapping them in
+// 2 MiB blocks, which the kernel may back with huge pages, costs far fewer
+// page faults than growing the heap, and returns the memory to the system as
+// soon as the parse ends. The mapping's length is kept in a header before the
+// block. Throws std::bad_alloc when nothing can be mapped.
+constexpr std::size_t kPoolBlockAlignment = 2 * 1024 * 1024;
+constexpr std::size_t kPoolHeaderSize = 16; // keeps the block 16-byte aligned
+
+void* PoolAllocate(std::size_t size)
+{
+    const std::size_t length =
+        (size + kPoolHeaderSize + kPoolBlockAlignment - 1) / kPoolBlockAlignment * kPoolBlockAlignment;
+    void* mapping = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED)
+        throw std::bad_alloc();
+#ifdef MADV_HUGEPAGE
+    ::madvise(mapping, length, MADV_HUGEPAGE); // advice only: failure changes nothing
+#endif
+    *static_cast<std::size_t*>(mapping) = length;
+    return static_cast<char*>(mapping) + kPoolHeaderSize;
+}
+
+void PoolFree(void* block)
+{
+    char* mapping = static_cast<char*>(block) - kPoolHeaderSize;
+    ::munmap(mapping, *reinterpret_cast<std::size_t*>(mapping));
+}
+
 void PrintParseError(const char* reason)
 {
     std::printf("XMLDocument::Parse: error parsing xml document: '%s' \n", reason);
@@ -43,18 +76,20 @@ void AppendIndent(std::string& out, const std::string& indent, unsigned int leve
 // Appends value with & > < ' " replaced by their entities.
 void AppendEscapedAttribute(std::string& out, const std::string& value)
 {
-    for (char c : value)
+    std::size_t start = 0;
+    for (std::size_t special; (special = value.find_first_of("&><'\"", start)) != std::string::npos; start = special + 1)
     {
-        switch (c)
+        out.append(value, start, special - start);
+        switch (value[special])
         {
         case '&': out += "&amp;"; break;
         case '>': out += "&gt;"; break;
         case '<': out += "&lt;"; break;
         case '\'': out += "&apos;"; break;
-        case '"': out += "&quot;"; break;
-        default: out += c; break;
+        default: out += "&quot;"; break;
         }
     }
+    out.append(value, start, std::string::npos);
 }
 
 void AppendAttribute(std::string& out, const std::string& name, const std::string& value)
@@ -547,6 +582,7 @@ bool XMLDocument::ParseBuffer(char* text, std::size_t length)
 
     // The parser's document holds a sizeable static pool: keep it off the stack.
     auto parsed = std::make_unique<rapidxml::xml_document<char>>();
+    parsed->set_allocator(PoolAllocate, PoolFree);
     try
     {
         parsed->parse<kParseFlags>(text);

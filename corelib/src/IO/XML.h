@@ -144,7 +144,7 @@ struct XMLAttribute
 class XMLDocument
 {
 public:
-    // Largest file Parse() maps into memory; larger ones are read whole.
+    // Files of this size or more are read whole by Parse() instead of mapped.
     static constexpr long long MAX_MAPPED_FILE = 20971520;
     // Element nesting the parser accepts; deeper documents are rejected.
     static constexpr unsigned int MAX_DEPTH = 1024;

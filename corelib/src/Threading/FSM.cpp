@@ -143,7 +143,7 @@ void CFSM::Reset()
 
 int CFSM::CurrentState()
 {
-    return m_states[m_current].Id();
+    return IsValidIndex(m_current) ? m_states[m_current].Id() : -1;
 }
 
 int CFSM::IndexOf(int id) const

@@ -86,7 +86,8 @@ public:
     // Returns to the start index without any callback.
     void Reset();
 
-    // The id of the current state. Requires: the current index names a state.
+    // The id of the current state, or -1 while the current index names none
+    // (an unstarted machine whose start index is outside the list).
     int CurrentState();
 
 private:

@@ -20,7 +20,8 @@ WorkerThread::ItemQueue::~ItemQueue()
 
 void WorkerThread::ItemQueue::Append(std::unique_ptr<Item> item)
 {
-    Node* node = new Node{item.release(), nullptr};
+    Node* node = new Node{nullptr, nullptr};
+    node->item = item.release();
     m_tail->next = node;
     m_tail = node;
 }

@@ -154,29 +154,11 @@ protected:
     std::optional<CoreTest::StickDirectory> m_stick;
 };
 
-TEST_F(CrashHandlerTest, EnableInstallsOnePersistentSigInfoActionPerSignal)
-{
-    auto child = CoreTest::RunInChild([] {
-        std::fprintf(stderr, "enable %d\n", Handler().Enable("x"));
-        for (int signal : {SIGSEGV, SIGILL, SIGPIPE, SIGSYS, SIGFPE, SIGBUS, SIGQUIT, SIGABRT, SIGSTKFLT, SIGXCPU,
-                           SIGXFSZ, SIGINT, SIGTERM})
-        {
-            struct sigaction action = {};
-            sigaction(signal, nullptr, &action);
-            const bool ok = action.sa_sigaction == &CrashHandler::CrashHandlerFn &&
-                            (action.sa_flags & (SA_SIGINFO | SA_RESTART)) == (SA_SIGINFO | SA_RESTART) &&
-                            !(action.sa_flags & SA_RESETHAND);
-            if (!ok)
-                std::fprintf(stderr, "signal %d not installed as expected\n", signal);
-        }
-    });
-    EXPECT_EQ("enable 0\n", child.output);
-}
-
 TEST_F(CrashHandlerTest, TerminateRequestsRunTheirHandlersAndExitOrContinue)
 {
     auto exits = CoreTest::RunInChild([] {
-        Handler().Enable("x");
+        if (Handler().Enable("x") != 0)
+            std::fputs("enable failed\n", stderr);
         Handler().SetHandler(SIGINT, SecondHandler);
         Handler().SetHandler(SIGTERM, OtherSignalHandler);
         Handler().SetHandler(SIGINT, SecondHandler);

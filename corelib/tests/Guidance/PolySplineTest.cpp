@@ -17,9 +17,9 @@ typedef Core::SplineInterpolator Spline;
 class PolySplineTest : public ::testing::Test
 {
 protected:
-    static std::unique_ptr<Core::PolySpline> MakeSpline(Spline::SplineTypes type, const std::vector<Vec3>& points)
+    static std::unique_ptr<Core::PolySpline> MakeSpline(int type, const std::vector<Vec3>& points)
     {
-        std::unique_ptr<Core::PolySpline> spline(new Core::PolySpline(type));
+        std::unique_ptr<Core::PolySpline> spline(new Core::PolySpline(static_cast<Spline::SplineTypes>(type)));
         for (const Vec3& p : points)
             spline->AddPoint(p, false);
         return spline;
@@ -35,9 +35,8 @@ protected:
     // The cubic Hermite curve from p1 to p2 with end tangents m1 and m2.
     static Vec3 Hermite(const Vec3& p1, const Vec3& m1, const Vec3& p2, const Vec3& m2, double t)
     {
-        const double h00 = (1 + 2 * t) * (1 - t) * (1 - t), h10 = t * (1 - t) * (1 - t);
-        const double h01 = t * t * (3 - 2 * t), h11 = t * t * (t - 1);
-        return p1 * h00 + m1 * h10 + p2 * h01 + m2 * h11;
+        return p1 * ((1 + 2 * t) * (1 - t) * (1 - t)) + m1 * (t * (1 - t) * (1 - t)) + p2 * (t * t * (3 - 2 * t)) +
+               m2 * (t * t * (t - 1));
     }
 
     static void ExpectNear(const Vec3& actual, const Vec3& expected, double tolerance)
@@ -47,48 +46,34 @@ protected:
         EXPECT_NEAR(actual.z, expected.z, tolerance);
     }
 
-    // A gentle S with heights: x increases, so every interpolator applies.
-    const std::vector<Vec3> m_points = {Vec3(0, 0, 5), Vec3(10, 4, 6), Vec3(20, 5, 7), Vec3(30, 2, 8),
-                                        Vec3(40, -3, 9), Vec3(50, -4, 10)};
+    // A gentle S with heights; x increases, so every interpolator applies.
+    const std::vector<Vec3> m_points = {Vec3(0, 0, 5),   Vec3(10, 4, 6),  Vec3(20, 5, 7),
+                                        Vec3(30, 2, 8), Vec3(40, -3, 9), Vec3(50, -4, 10)};
 };
-
-TEST_F(PolySplineTest, FactoryMakesOneInterpolatorPerTypeAndNoneOtherwise)
-{
-    const Spline::SplineTypes types[] = {Spline::Linear, Spline::CatmullRom, Spline::NaturalCubic,
-                                         Spline::RoundedNonUniform};
-    for (Spline::SplineTypes type : types)
-    {
-        std::unique_ptr<Spline> interpolator(Spline::GetSplineInterpolator(type));
-        EXPECT_NE(interpolator, nullptr) << type;
-    }
-    EXPECT_NE(dynamic_cast<Core::CatmullRomSpline*>(
-                  std::unique_ptr<Spline>(Spline::GetSplineInterpolator(Spline::CatmullRom)).get()),
-              nullptr);
-    EXPECT_EQ(Spline::GetSplineInterpolator(static_cast<Spline::SplineTypes>(7)), nullptr);
-    EXPECT_EQ(Spline::GetSplineInterpolator(static_cast<Spline::SplineTypes>(-1)), nullptr);
-}
 
 TEST_F(PolySplineTest, VerticesTwoPointLinesAndExtrapolationStayStraight)
 {
+    EXPECT_EQ(Spline::GetSplineInterpolator(static_cast<Spline::SplineTypes>(7)), nullptr);
     for (int type = 0; type <= 3; ++type)
     {
         SCOPED_TRACE(type);
-        const auto spline = MakeSpline(static_cast<Spline::SplineTypes>(type), m_points);
+        std::unique_ptr<Spline> interpolator(Spline::GetSplineInterpolator(static_cast<Spline::SplineTypes>(type)));
+        EXPECT_NE(interpolator, nullptr);
+        const auto spline = MakeSpline(type, m_points);
         EXPECT_EQ(At(*spline, 2, 0.0), m_points[2]);
         EXPECT_EQ(At(*spline, 2, 1.0), m_points[3]);
-        EXPECT_EQ(At(*spline, 2, -0.5), m_points[2] + (m_points[3] - m_points[2]) * -0.5);
         EXPECT_EQ(At(*spline, 4, 1.5), m_points[4] + (m_points[5] - m_points[4]) * 1.5);
-        const auto two = MakeSpline(static_cast<Spline::SplineTypes>(type), {Vec3(0, 0, 1), Vec3(10, 10, 3)});
-        EXPECT_EQ(At(*two, 0, 0.25), Vec3(2.5, 2.5, 1.5));
+        EXPECT_EQ(At(*MakeSpline(type, {Vec3(0, 0, 1), Vec3(10, 10, 3)}), 0, 0.25), Vec3(2.5, 2.5, 1.5));
     }
+    EXPECT_EQ(At(*MakeSpline(Spline::Linear, m_points), 1, 0.25), m_points[1] + (m_points[2] - m_points[1]) * 0.25);
 }
 
 // A spline of an unknown type is a plain poly-line in every answer.
 TEST_F(PolySplineTest, UnknownTypeBehavesExactlyLikeAPolyLine)
 {
-    const auto spline = MakeSpline(static_cast<Spline::SplineTypes>(7), m_points);
+    const auto spline = MakeSpline(7, m_points);
     const Core::PolyLine line = MakeLine(m_points);
-    for (double d : {-3.0, 0.0, 7.0, 23.5, 61.0, 200.0})
+    for (double d : {-3.0, 7.0, 23.5, 200.0})
     {
         unsigned int s1 = 0, s2 = 0;
         Vec3 p1, p2;
@@ -101,48 +86,56 @@ TEST_F(PolySplineTest, UnknownTypeBehavesExactlyLikeAPolyLine)
     Vec3 n1, n2;
     EXPECT_TRUE(spline->DistanceToNearest(Vec3(25, 9, 0), s1, d1, a1, n1));
     line.DistanceToNearest(Vec3(25, 9, 0), s2, d2, a2, n2);
-    EXPECT_EQ(s1, s2);
-    EXPECT_EQ(d1, d2);
-    EXPECT_EQ(a1, a2);
     EXPECT_EQ(n1, n2);
 }
 
-TEST_F(PolySplineTest, LinearSplineIsTheStraightSegment)
-{
-    const auto spline = MakeSpline(Spline::Linear, m_points);
-    EXPECT_EQ(At(*spline, 1, 0.25), m_points[1] + (m_points[2] - m_points[1]) * 0.25);
-}
-
 // Uniform Catmull-Rom is the Hermite curve whose tangent at each vertex is half
-// the chord between its neighbours; beyond the ends the neighbour is the
-// inner vertex reflected through the end.
+// the chord between its neighbours; beyond the ends the neighbour is the inner
+// vertex reflected through the end, and the segment whose second successor is
+// the last vertex already takes that reflection instead of the vertex.
 TEST_F(PolySplineTest, CatmullRomMatchesHalfChordHermiteTangents)
 {
     const auto spline = MakeSpline(Spline::CatmullRom, m_points);
     const std::vector<Vec3>& p = m_points;
-    const Vec3 beforeStart = p[0] * 2.0 - p[1];
-    const Vec3 afterEnd = p[5] * 2.0 - p[4];
+    const Vec3 beforeStart = p[0] * 2.0 - p[1], afterEnd = p[5] * 2.0 - p[4];
     for (double t : {0.1, 0.5, 0.9})
     {
-        SCOPED_TRACE(t);
         ExpectNear(At(*spline, 0, t), Hermite(p[0], (p[1] - beforeStart) * 0.5, p[1], (p[2] - p[0]) * 0.5, t), 1e-12);
         ExpectNear(At(*spline, 2, t), Hermite(p[2], (p[3] - p[1]) * 0.5, p[3], (p[4] - p[2]) * 0.5, t), 1e-12);
-        // The segment whose second successor is the last vertex already uses the reflection.
         ExpectNear(At(*spline, 3, t), Hermite(p[3], (p[4] - p[2]) * 0.5, p[4], (afterEnd - p[3]) * 0.5, t), 1e-12);
         ExpectNear(At(*spline, 4, t), Hermite(p[4], (p[5] - p[3]) * 0.5, p[5], (afterEnd - p[4]) * 0.5, t), 1e-12);
     }
-    // Evenly spaced colinear points give points on the line, evenly spaced on
-    // the end segments. The middle segment's fourth control point is the
-    // reflection 4 (not the vertex 3), so at t = 0.3 it lies at
-    // 1 + 0.3 + 0.045 * (0 - 5 + 8 - 4) + 0.0135 * (0 + 3 - 6 + 4) = 1.2685.
+    // Evenly spaced colinear points stay on the line, evenly spaced on the end
+    // segments; the middle segment's fourth control point is the reflection 4,
+    // so at t = 0.3 it lies at 1 + 0.3 + 0.045 (0 - 5 + 8 - 4) + 0.0135 (0 + 3 - 6 + 4) = 1.2685.
     const auto colinear = MakeSpline(Spline::CatmullRom, {Vec3(0, 0, 0), Vec3(1, 2, 3), Vec3(2, 4, 6), Vec3(3, 6, 9)});
     ExpectNear(At(*colinear, 0, 0.3), Vec3(0.3, 0.6, 0.9), 1e-12);
     ExpectNear(At(*colinear, 1, 0.3), Vec3(1.2685, 2 * 1.2685, 3 * 1.2685), 1e-12);
     ExpectNear(At(*colinear, 2, 0.3), Vec3(2.3, 4.6, 6.9), 1e-12);
 }
 
-// The natural cubic spline of y over x: solved here as the symmetric system of
-// second derivatives M (M0 = Mn = 0), by dense elimination.
+// The rounded curve is a Hermite curve in the plane (height 0) with full-chord
+// tangents inside; at each end the tangent is rounded from the end segment,
+// scaled by 3 over its length, and the inner tangent.
+TEST_F(PolySplineTest, RoundedNonUniformUsesChordTangentsAndRoundedEnds)
+{
+    const std::vector<Vec3> p = {Vec3(0, 0, 0), Vec3(10, 4, 0), Vec3(20, 5, 0), Vec3(30, 2, 0)};
+    const Vec3 inner1 = p[2] - p[0], inner2 = p[3] - p[1];
+    const Vec3 start = ((p[1] - p[0]) * (3 / std::hypot(10.0, 4.0)) - inner1) * 0.5;
+    // The last segment climbs 2 m: its 3-D length sqrt(113) scales the chord,
+    // while the result itself has height 0.
+    const Vec3 end = ((p[3] - p[2]) * (3 / std::sqrt(113.0)) - inner2) * 0.5;
+    const auto spline = MakeSpline(Spline::RoundedNonUniform, {p[0], p[1], Vec3(20, 5, 7), Vec3(30, 2, 9)});
+    for (double t : {0.25, 0.5, 0.75})
+    {
+        ExpectNear(At(*spline, 0, t), Hermite(p[0], start, p[1], inner1, t), 1e-12);
+        ExpectNear(At(*spline, 1, t), Hermite(p[1], inner1, p[2], inner2, t), 1e-12);
+        ExpectNear(At(*spline, 2, t), Hermite(p[2], inner2, p[3], end, t), 1e-12);
+    }
+}
+
+// The natural cubic spline of y over x, solved here as the system of second
+// derivatives M (M0 = Mn = 0) by dense elimination; the result has height 0.
 TEST_F(PolySplineTest, NaturalCubicMatchesTheSecondDerivativeFormulation)
 {
     const std::vector<Vec3>& p = m_points;
@@ -159,87 +152,39 @@ TEST_F(PolySplineTest, NaturalCubicMatchesTheSecondDerivativeFormulation)
     }
     for (size_t c = 0; c < n; ++c)
         for (size_t r = 0; r < n; ++r)
-            if (r != c)
-            {
-                const double f = a[r][c] / a[c][c];
-                for (size_t k = c; k <= n; ++k)
-                    a[r][k] -= f * a[c][k];
-            }
-    std::vector<double> m(n);
-    for (size_t k = 0; k < n; ++k)
-        m[k] = a[k][n] / a[k][k];
-
+            for (size_t k = n + 1; r != c && k-- > c;)
+                a[r][k] -= a[r][c] / a[c][c] * a[c][k];
     const auto spline = MakeSpline(Spline::NaturalCubic, p);
     for (unsigned int i = 0; i + 1 < n; ++i)
-        for (double t : {0.2, 0.5, 0.7})
+        for (double t : {0.2, 0.7})
         {
-            const double h = p[i + 1].x - p[i].x;
-            const double x = p[i].x + t * h;
-            const double A = (p[i + 1].x - x) / h, B = (x - p[i].x) / h;
-            const double y = A * p[i].y + B * p[i + 1].y +
-                             ((A * A * A - A) * m[i] + (B * B * B - B) * m[i + 1]) * h * h / 6;
+            const double h = p[i + 1].x - p[i].x, x = p[i].x + t * h;
+            const double A = (p[i + 1].x - x) / h, B = 1 - A;
+            const double mi = a[i][n] / a[i][i], mj = a[i + 1][n] / a[i + 1][i + 1];
+            const double y = A * p[i].y + B * p[i + 1].y + ((A * A * A - A) * mi + (B * B * B - B) * mj) * h * h / 6;
             ExpectNear(At(*spline, i, t), Vec3(x, y, 0.0), 1e-9);
         }
-
-    // Two vertices sharing an x: the segment is drawn straight, never NaN.
-    const auto vertical = MakeSpline(Spline::NaturalCubic, {Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 5, 0)});
-    ExpectNear(At(*vertical, 1, 0.5), Vec3(10, 2.5, 0), 1e-12);
-}
-
-TEST_F(PolySplineTest, PlanarInterpolatorsDropTheHeight)
-{
-    const auto rounded = MakeSpline(Spline::RoundedNonUniform, m_points);
-    const auto natural = MakeSpline(Spline::NaturalCubic, m_points);
-    const auto catmull = MakeSpline(Spline::CatmullRom, m_points);
-    for (unsigned int i = 0; i < 5; ++i)
-    {
-        EXPECT_EQ(At(*rounded, i, 0.5).z, 0.0);
-        EXPECT_EQ(At(*natural, i, 0.5).z, 0.0);
-        EXPECT_GT(At(*catmull, i, 0.5).z, 5.0);
-    }
-}
-
-// The rounded curve is a Hermite curve with full-chord tangents inside; at each
-// end the tangent is rounded from the end segment, scaled by 3 over its length,
-// and the inner tangent.
-TEST_F(PolySplineTest, RoundedNonUniformUsesChordTangentsAndRoundedEnds)
-{
-    const std::vector<Vec3> p = {Vec3(0, 0, 0), Vec3(10, 4, 0), Vec3(20, 5, 0), Vec3(30, 2, 0)};
-    const auto spline = MakeSpline(Spline::RoundedNonUniform, p);
-    const double l0 = std::hypot(10.0, 4.0), l2 = std::hypot(10.0, 3.0);
-    const Vec3 inner1 = p[2] - p[0], inner2 = p[3] - p[1];
-    const Vec3 start = ((p[1] - p[0]) * (3 / l0) - inner1) * 0.5;
-    const Vec3 end = ((p[3] - p[2]) * (3 / l2) - inner2) * 0.5;
-    for (double t : {0.25, 0.5, 0.75})
-    {
-        ExpectNear(At(*spline, 0, t), Hermite(p[0], start, p[1], inner1, t), 1e-12);
-        ExpectNear(At(*spline, 1, t), Hermite(p[1], inner1, p[2], inner2, t), 1e-12);
-        ExpectNear(At(*spline, 2, t), Hermite(p[2], inner2, p[3], end, t), 1e-12);
-    }
+    // Two vertices sharing an x: that segment is drawn straight, never NaN.
+    ExpectNear(At(*MakeSpline(Spline::NaturalCubic, {Vec3(0, 0, 0), Vec3(10, 0, 0), Vec3(10, 5, 0)}), 1, 0.5),
+               Vec3(10, 2.5, 0), 1e-12);
 }
 
 // Along-track measures stay those of the straight segments; the points
-// returned lie on the curve.
+// returned lie on the curve, and extrapolations stay straight.
 TEST_F(PolySplineTest, AlongTrackAndNearestPointsAreMovedOntoTheCurve)
 {
-    const auto spline = MakeSpline(Spline::CatmullRom, m_points);
+    auto spline = MakeSpline(Spline::CatmullRom, m_points);
     const Core::PolyLine straight = MakeLine(m_points);
     EXPECT_EQ(spline->Length(), straight.Length());
-
-    const double distance = straight.PointAlongTrack(2) + 0.5 * straight.SegmentLength(2);
     unsigned int segment = 0;
-    Vec3 point;
-    ASSERT_TRUE(spline->GetAlongTrack(distance, segment, point));
+    Vec3 point, straightPoint;
+    ASSERT_TRUE(spline->GetAlongTrack(straight.PointAlongTrack(2) + 0.5 * straight.SegmentLength(2), segment, point));
     EXPECT_EQ(segment, 2u);
     ExpectNear(point, At(*spline, 2, 0.5), 1e-12);
-    // Beyond the end the point stays on the straight extrapolation.
     EXPECT_FALSE(spline->GetAlongTrack(straight.Length() + 5.0, segment, point));
-    Vec3 straightPoint;
     straight.GetAlongTrack(straight.Length() + 5.0, segment, straightPoint);
     EXPECT_EQ(point, straightPoint);
 
-    // Nearest: the straight search's distance, along-track value and segment,
-    // with the foot moved to the curve at the same parameter.
     const Vec3 position(25, 8, 7.5);
     unsigned int s1 = 0, s2 = 0;
     double d1 = 0, d2 = 0, a1 = 0, a2 = 0;
@@ -249,19 +194,11 @@ TEST_F(PolySplineTest, AlongTrackAndNearestPointsAreMovedOntoTheCurve)
     EXPECT_EQ(s1, s2);
     EXPECT_EQ(d1, d2);
     EXPECT_EQ(a1, a2);
-    const double t = (a2 - straight.PointAlongTrack(s2)) / straight.SegmentLength(s2);
-    ExpectNear(onCurve, At(*spline, s1, t), 1e-9);
-}
+    ExpectNear(onCurve, At(*spline, s1, (a2 - straight.PointAlongTrack(s2)) / straight.SegmentLength(s2)), 1e-9);
 
-TEST_F(PolySplineTest, ReinitialisingSwitchesTheCurve)
-{
-    auto spline = MakeSpline(Spline::Linear, m_points);
-    const Vec3 straight = At(*spline, 2, 0.5);
-    spline->Initialise(Spline::CatmullRom);
-    EXPECT_NE(At(*spline, 2, 0.5), straight);
+    // Re-initialising switches the curve; an unknown type straightens it.
     spline->Initialise(static_cast<Spline::SplineTypes>(9));
-    EXPECT_EQ(At(*spline, 2, 0.5), straight);
-    EXPECT_EQ(spline->GetPointCount(), m_points.size());
+    EXPECT_EQ(At(*spline, 2, 0.5), At(straight, 2, 0.5));
 }
 
 } // namespace

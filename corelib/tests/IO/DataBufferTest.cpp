@@ -202,11 +202,34 @@ TEST_F(DataBufferTest, RawDataIsBoundedByCapacityButStringDataByLength)
     EXPECT_FALSE(b.GetData(raw, 5));
     EXPECT_TRUE(b.InError());
 
+    // Storage never written reads as zeros, also after growth.
+    CDataBuffer fresh(CDataBuffer::BigEndian, 2);
+    fresh.Add(0x41424344u);
+    unsigned char tail[4] = {9, 9, 9, 9};
+    fresh.SeekTo(4094);  // capacity 2 + 4096
+    EXPECT_TRUE(fresh.GetData(tail, 4));
+    EXPECT_EQ(Bytes({0, 0, 0, 0}), std::string(tail, tail + 4));
+
     b.SeekTo(0);
     std::string out = "keep:";
     EXPECT_FALSE(b.GetData(out, 2)) << "the string copy checks the written length";
     EXPECT_TRUE(b.GetData(out, 1));
     EXPECT_EQ("keep:x", out);
+}
+
+TEST_F(DataBufferTest, SpaceFilledInPlaceCanBeTakenBack)
+{
+    CDataBuffer b(CDataBuffer::BigEndian, 4);
+    b.Add(static_cast<unsigned char>(1));
+    unsigned char* space = b.AddSpace(5000);
+    space[0] = 2;
+    space[4999] = 3;
+    EXPECT_EQ(5001u, b.Length());
+    EXPECT_EQ(3, b.GetValue(5000)) << "the space lies in the grown storage";
+    b.Truncate(2);
+    EXPECT_EQ("01 02", Written(b));
+    b.Truncate(10);
+    EXPECT_EQ(2u, b.Length()) << "truncating never lengthens";
 }
 
 TEST_F(DataBufferTest, FixedStringFormsDifferInPadding)

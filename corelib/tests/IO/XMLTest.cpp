@@ -98,12 +98,12 @@ TEST_F(XMLTest, WritesTheExactIndentedForm)
         << XMLStartNode("code") << XMLData("if a<b") << XMLEndNode()
         << XMLStartNode("quote") << XMLData("it's") << XMLEndNode()
         << XMLStartNode("mixed") << XMLData("lead") << XMLStartNode("inner") << XMLEndNode() << XMLEndNode();
-    doc.RootNode().Children().front().AddComment("note");
-    XMLNode* declaration = doc.RootNode().Children().front().AddNode("decl");
-    *declaration = XMLNode(declaration->Parent(), "", Core::IO::XMLDeclarationNode);
-    declaration->AddAttribute("standalone", "yes");
-    declaration->AddAttribute("encoding", "UTF-8");
-    declaration->AddAttribute("version", "1.0");
+    XMLNode& config = doc.RootNode().Children().front();
+    config.AddComment("note");
+    XMLNode& declaration = config.Children().emplace_back(&config, "", Core::IO::XMLDeclarationNode);
+    declaration.AddAttribute("standalone", "yes");
+    declaration.AddAttribute("encoding", "UTF-8");
+    declaration.AddAttribute("version", "1.0");
 
     EXPECT_EQ(kDeclaration +
                   "<config all=\"&lt;&gt;&apos;&quot;&amp;\" name=\"x&quot;y&amp;z\">\n"
@@ -121,7 +121,7 @@ TEST_F(XMLTest, WritesTheExactIndentedForm)
               doc.GetXML());
 
     std::ostringstream subtree;
-    doc.RootNode().Children().front().Children().front().WriteXML(subtree, "\t");
+    config.Children().front().WriteXML(subtree, "\t");
     EXPECT_EQ("\t<empty />\n", subtree.str());
     EXPECT_EQ(kDeclaration + "\n", XMLDocument().GetXML()) << "an empty document";
 }

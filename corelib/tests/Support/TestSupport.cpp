@@ -1,7 +1,3 @@
-// Large-file interfaces on the 32-bit target: readdir on a filesystem with
-// 64-bit inode numbers otherwise fails there.
-#define _FILE_OFFSET_BITS 64
-
 #include "Support/TestSupport.h"
 
 #include <algorithm>

@@ -13,43 +13,26 @@ namespace
 
 using Core::FSM::CFSM;
 using Core::FSM::CFSMState;
-
 typedef std::vector<std::string> Events;
 
-// Appends a fixed text to a shared event list.
-class Action : public Core::Functors::Functor0<void>
+// Appends "<text>" (or "<text> -> <next id>" as a leave callback) to a list.
+class Recorder : public Core::Functors::Functor0<void>, public Core::Functors::Functor1<void, int>
 {
 public:
-    Action(Events& events, std::string what) : m_events(events), m_what(std::move(what)) {}
-    void operator()() override { m_events.push_back(m_what); }
+    Recorder(Events& events, std::string text) : m_events(events), m_text(std::move(text)) {}
+    void operator()() override { m_events.push_back(m_text); }
+    void operator()(int next) override { m_events.push_back(m_text + " -> " + std::to_string(next)); }
 
 private:
     Events& m_events;
-    std::string m_what;
-};
-
-// Appends "<text> -> <next id>".
-class LeaveAction : public Core::Functors::Functor1<void, int>
-{
-public:
-    LeaveAction(Events& events, std::string what) : m_events(events), m_what(std::move(what)) {}
-    void operator()(int next) override { m_events.push_back(m_what + " -> " + std::to_string(next)); }
-
-private:
-    Events& m_events;
-    std::string m_what;
+    std::string m_text;
 };
 
 // A condition the test sets; counts how often it is asked.
-class Switch : public Core::Functors::Functor0<bool>
+struct Switch : Core::Functors::Functor0<bool>
 {
-public:
     explicit Switch(bool value) : on(value) {}
-    bool operator()() override
-    {
-        ++asked;
-        return on;
-    }
+    bool operator()() override { return ++asked, on; }
     bool on;
     int asked = 0;
 };
@@ -58,19 +41,19 @@ class FSMTest : public ::testing::Test
 {
 protected:
     // Adds a state whose callbacks record "enter <id>", "update <id>" and
-    // "leave <id> -> <next>", with the given edges. Edges go in straight away
-    // because AddState's pointer goes stale at the next AddState.
+    // "leave <id> -> <next>", with its edges (added at once: AddState's
+    // pointer goes stale at the next AddState).
     void AddState(CFSM& machine, int id, const std::vector<CFSMState::Edge>& edges = {})
     {
-        const std::string name = std::to_string(id);
-        m_actions.emplace_back(new Action(events, "enter " + name));
-        Action* enter = m_actions.back().get();
-        m_actions.emplace_back(new Action(events, "update " + name));
-        m_leaves.emplace_back(new LeaveAction(events, "leave " + name));
+        for (const char* what : {"enter ", "update ", "leave "})
+        {
+            m_recorders.emplace_back(new Recorder(events, what + std::to_string(id)));
+        }
+        const size_t last = m_recorders.size() - 1;
         CFSMState* state = machine.AddState(id);
-        state->SetEnterFn(enter);
-        state->SetUpdateFn(m_actions.back().get());
-        state->SetLeaveFn(m_leaves.back().get());
+        state->SetEnterFn(m_recorders[last - 2].get());
+        state->SetUpdateFn(m_recorders[last - 1].get());
+        state->SetLeaveFn(m_recorders[last].get());
         for (const CFSMState::Edge& edge : edges)
         {
             state->AddEdge(edge);
@@ -88,8 +71,7 @@ protected:
     Events events;
 
 private:
-    std::vector<std::unique_ptr<Action>> m_actions;
-    std::vector<std::unique_ptr<LeaveAction>> m_leaves;
+    std::vector<std::unique_ptr<Recorder>> m_recorders;
 };
 
 TEST_F(FSMTest, FirstUpdateRunsTheStartStateAndTakesItsEdge)
@@ -99,9 +81,9 @@ TEST_F(FSMTest, FirstUpdateRunsTheStartStateAndTakesItsEdge)
     AddState(machine, 1);
     machine.Update();
     // The start state is current from construction: no enter of its own, but
-    // its edge is taken on the very first tick.
+    // its edge is taken on the very first tick. The new state's update waits
+    // for the next tick.
     EXPECT_EQ((Events{"update 0", "leave 0 -> 1", "enter 1"}), Take());
-    EXPECT_EQ(1, machine.CurrentState());
     machine.Update();
     machine.Update();
     EXPECT_EQ((Events{"update 1", "update 1"}), Take()) << "a state without edges stays";
@@ -109,50 +91,45 @@ TEST_F(FSMTest, FirstUpdateRunsTheStartStateAndTakesItsEdge)
 
 TEST_F(FSMTest, FirstTrueEdgeInOrderAddedWinsAndLaterConditionsAreNotAsked)
 {
-    Switch never(false);
-    Switch first(true);
-    Switch second(true);
+    Switch never(false), first(true), second(true);
     CFSM machine(0);
     AddState(machine, 0, {{&never, 1}, {&first, 2}, {&second, 1}});
     AddState(machine, 1);
     AddState(machine, 2, {{nullptr, 0}, {&second, 1}});
     machine.Update();
-    EXPECT_EQ(2, machine.CurrentState());
-    EXPECT_EQ(1, never.asked);
-    EXPECT_EQ(0, second.asked);
     machine.Update();
-    EXPECT_EQ(0, machine.CurrentState()) << "a null condition is always taken, ahead of later edges";
+    EXPECT_EQ(0, machine.CurrentState()) << "a null condition is taken ahead of later edges";
+    EXPECT_EQ(1, never.asked);
     EXPECT_EQ(0, second.asked);
     EXPECT_EQ((Events{"update 0", "leave 0 -> 2", "enter 2", "update 2", "leave 2 -> 0", "enter 0"}), Take());
 }
 
-TEST_F(FSMTest, TakenEdgeOutsideTheStateCountEndsTheTickWithoutCallbacks)
+TEST_F(FSMTest, EdgeTargetsAreCheckedAgainstTheStateCountNotTheIds)
 {
-    Switch on(true);
-    for (int target : {7, 3, -1})
+    struct Case
     {
-        SCOPED_TRACE(target);
+        int target;
+        Events expected;
+    };
+    // States have ids 0, 5 and 2. The first taken edge ends the scan even
+    // when its target is ignored; an in-range id naming no state re-enters.
+    const Case cases[] = {
+        {7, {"update 0"}},
+        {3, {"update 0"}},
+        {-1, {"update 0"}},
+        {1, {"update 0", "leave 0 -> 1", "enter 0"}},
+        {2, {"update 0", "leave 0 -> 2", "enter 2"}},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.target);
         CFSM machine(0);
-        // The first true edge is taken even though its target is ignored, so
-        // the valid edge behind it never gets a chance.
-        AddState(machine, 0, {{&on, target}, {nullptr, 1}});
-        AddState(machine, 1);
+        AddState(machine, 0, {{nullptr, c.target}, {nullptr, 5}});
+        AddState(machine, 5);
         AddState(machine, 2);
         machine.Update();
-        EXPECT_EQ((Events{"update 0"}), Take());
-        EXPECT_EQ(0, machine.CurrentState());
+        EXPECT_EQ(c.expected, Take());
     }
-}
-
-TEST_F(FSMTest, InRangeIdThatNamesNoStateLeavesAndReentersTheCurrentState)
-{
-    CFSM machine(0);
-    AddState(machine, 0, {{nullptr, 1}});
-    AddState(machine, 5);
-    AddState(machine, 2);
-    machine.Update();
-    EXPECT_EQ((Events{"update 0", "leave 0 -> 1", "enter 0"}), Take());
-    EXPECT_EQ(0, machine.CurrentState());
 }
 
 TEST_F(FSMTest, ForceEdgeIgnoresConditionsAndRangeButGoToAndResetCallNothing)
@@ -163,12 +140,12 @@ TEST_F(FSMTest, ForceEdgeIgnoresConditionsAndRangeButGoToAndResetCallNothing)
     AddState(machine, 10);
     machine.ForceEdge(10);
     EXPECT_EQ(10, machine.CurrentState());
-    EXPECT_EQ(0, off.asked);
     machine.ForceEdge(4);
     EXPECT_EQ((Events{"leave 0 -> 10", "enter 10", "leave 10 -> 4", "enter 10"}), Take());
+    EXPECT_EQ(0, off.asked);
 
     machine.GoTo(4);
-    EXPECT_EQ(10, machine.CurrentState());
+    EXPECT_EQ(10, machine.CurrentState()) << "unknown id: no change";
     machine.GoTo(0);
     EXPECT_EQ(0, machine.CurrentState());
     machine.GoTo(10);
@@ -188,7 +165,7 @@ TEST_F(FSMTest, StartIndexOutsideTheStatesNeverRunsAnything)
         machine.Update();
         machine.Update();
         EXPECT_TRUE(Take().empty());
-        // A machine moved onto a real state runs normally from there.
+        EXPECT_EQ(-1, machine.CurrentState());
         machine.GoTo(0);
         machine.Update();
         EXPECT_EQ((Events{"update 0", "leave 0 -> 1", "enter 1"}), Take());

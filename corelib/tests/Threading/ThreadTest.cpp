@@ -7,39 +7,39 @@
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <unistd.h>
 
 namespace
 {
 
-// Records the thread its body ran on; optionally runs extra work there.
+// Records the thread its body ran on; optionally tries to join itself there.
 class RecordingThread : public Core::Thread
 {
 public:
     void Run() override
     {
         ranOn = std::this_thread::get_id();
-        if (joinItself)
+        try
         {
-            try
+            if (joinItself)
             {
                 Join();
             }
-            catch (const std::runtime_error& error)
-            {
-                selfJoinError = error.what();
-            }
+        }
+        catch (const std::runtime_error& error)
+        {
+            joinError = error.what();
         }
     }
 
     std::thread::id ranOn;
     bool joinItself = false;
-    std::string selfJoinError;
+    std::string joinError;
 };
 
 TEST(ThreadTest, RunExecutesOnANewThreadAndJoinReapsIt)
@@ -57,23 +57,12 @@ TEST(ThreadTest, JoinThatCannotReapReportsTheJoinError)
     {
         GTEST_SKIP() << "the thread sanitizer stops at a self-join";
     }
-    // A thread cannot join itself: the POSIX join refuses, and Join() says so.
+    // The POSIX join refuses to join the calling thread itself.
     RecordingThread thread;
     thread.joinItself = true;
     thread.Start();
     thread.Join();
-    EXPECT_EQ("error joining thread", thread.selfJoinError);
-}
-
-// Caps this process's address space a little above what it already uses, so
-// a new thread's stack cannot be mapped.
-void LeaveNoRoomForAThreadStack()
-{
-    long pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    const rlim_t limit = static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (1 << 20);
-    rlimit capped = {limit, limit};
-    setrlimit(RLIMIT_AS, &capped);
+    EXPECT_EQ("error joining thread", thread.joinError);
 }
 
 TEST(ThreadTest, StartThatCannotCreateAThreadReportsTheStartError)
@@ -83,9 +72,14 @@ TEST(ThreadTest, StartThatCannotCreateAThreadReportsTheStartError)
         GTEST_SKIP() << "sanitizers and the emulator manage the address space themselves";
     }
     CoreTest::ChildResult result = CoreTest::RunInChild([] {
-        LeaveNoRoomForAThreadStack();
-        // Stacks of threads joined earlier are cached and reused without a new
-        // mapping, so keep starting (and never joining) until one must be mapped.
+        // Cap the address space just above its current use, so no new stack fits.
+        long pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t limit = static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (1 << 20);
+        const rlimit capped = {limit, limit};
+        setrlimit(RLIMIT_AS, &capped);
+        // Stacks of joined threads are cached and reused without a new
+        // mapping, so keep starting (never joining) until one needs mapping.
         for (int started = 0; started < 100; ++started)
         {
             try
@@ -98,7 +92,6 @@ TEST(ThreadTest, StartThatCannotCreateAThreadReportsTheStartError)
                 return;
             }
         }
-        std::printf("every thread started");
     });
     EXPECT_TRUE(result.exited);
     EXPECT_EQ("error starting thread", result.output);

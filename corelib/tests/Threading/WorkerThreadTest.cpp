@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <string>
@@ -22,11 +22,12 @@ namespace
 using BoundPtr = Core::WorkerThread::BoundPtr;
 using CoreTest::BoundedThread;
 using CoreTest::WaitUntil;
+typedef std::vector<std::string> Events;
 
-// Bound calls alive right now, across all tests: every test ends with none.
+// Bound calls alive right now: every test ends with none (nothing leaked,
+// nothing freed twice).
 std::atomic<int> s_liveCalls(0);
 
-// A bound call running a test-supplied body.
 class Call : public Core::Bound<void>
 {
 public:
@@ -43,301 +44,181 @@ BoundPtr MakeCall(std::function<void()> body)
     return BoundPtr(new Call(std::move(body)));
 }
 
-// Event names in the order they happened, from any thread, with the thread.
-class Log
+// What one scenario's calls did, and a gate that holds the worker in an item.
+class Scene
 {
 public:
-    std::function<void()> Record(const std::string& event)
+    // A call that logs event, marked "(worker)" when it runs off the test thread.
+    BoundPtr Record(const std::string& event)
     {
-        return [this, event] {
+        return MakeCall([this, event] {
             std::lock_guard<std::mutex> lock(m_lock);
-            m_events.push_back(event);
-            m_threads.push_back(std::this_thread::get_id());
-        };
+            m_events.push_back(std::this_thread::get_id() == m_testThread ? event : event + " (worker)");
+        });
     }
-    std::vector<std::string> Events()
+    Events Logged()
     {
         std::lock_guard<std::mutex> lock(m_lock);
         return m_events;
     }
-    std::thread::id ThreadOf(const std::string& event)
+    // A work item that holds the worker until Open().
+    BoundPtr Gate()
     {
-        std::lock_guard<std::mutex> lock(m_lock);
-        for (size_t i = 0; i < m_events.size(); ++i)
-        {
-            if (m_events[i] == event)
-            {
-                return m_threads[i];
-            }
-        }
-        return std::thread::id();
-    }
-
-private:
-    std::mutex m_lock;
-    std::vector<std::string> m_events;
-    std::vector<std::thread::id> m_threads;
-};
-
-// Holds the worker inside one item until the test opens it.
-class Gate
-{
-public:
-    // The body of a work item: announces that it runs, then waits (bounded).
-    std::function<void()> Hold()
-    {
-        return [this] {
-            std::unique_lock<std::mutex> lock(m_lock);
+        return MakeCall([this] {
             m_reached = true;
-            m_changed.notify_all();
-            m_changed.wait_for(lock, std::chrono::duration<double>(CoreTest::kHangSeconds), [this] { return m_open; });
-        };
+            WaitUntil([this] { return m_open.load(); });
+        });
     }
-    bool WaitReached()
-    {
-        std::unique_lock<std::mutex> lock(m_lock);
-        return m_changed.wait_for(lock, std::chrono::duration<double>(CoreTest::kHangSeconds),
-                                  [this] { return m_reached; });
-    }
-    void Open()
-    {
-        std::lock_guard<std::mutex> lock(m_lock);
-        m_open = true;
-        m_changed.notify_all();
-    }
+    bool Reached() { return WaitUntil([this] { return m_reached.load(); }); }
+    void Open() { m_open = true; }
 
 private:
+    const std::thread::id m_testThread = std::this_thread::get_id();
     std::mutex m_lock;
-    std::condition_variable m_changed;
-    bool m_reached = false;
-    bool m_open = false;
+    Events m_events;
+    std::atomic<bool> m_reached{false};
+    std::atomic<bool> m_open{false};
 };
 
 class WorkerThreadTest : public ::testing::Test
 {
 protected:
-    void TearDown() override { EXPECT_EQ(0, s_liveCalls.load()) << "bound calls leaked or freed too early"; }
+    void TearDown() override { EXPECT_EQ(0, s_liveCalls.load()); }
 
-    // Join() with a deadline.
-    static void JoinWorker(Core::WorkerThread& worker)
-    {
-        BoundedThread joiner([&] { worker.Join(); });
-        joiner.Join();
-    }
-    // Drain() with a deadline.
-    static void DrainWorker(Core::WorkerThread& worker)
-    {
-        BoundedThread drainer([&] { worker.Drain(); });
-        drainer.Join();
-    }
-    // Calls Process() until the log holds count events (bounded).
-    static bool ProcessUntil(Core::WorkerThread& worker, Log& log, size_t count)
-    {
-        return WaitUntil([&] {
-            worker.Process();
-            return log.Events().size() >= count;
-        });
-    }
-
-    Log log;
+    // Join() and Drain() with a deadline.
+    static void Join(Core::WorkerThread& worker) { BoundedThread([&] { worker.Join(); }).Join(); }
+    static void Drain(Core::WorkerThread& worker) { BoundedThread([&] { worker.Drain(); }).Join(); }
 };
 
 TEST_F(WorkerThreadTest, WorkRunsInOrderOnTheWorkerAndCompletionsOnlyInProcess)
 {
-    {
-        Core::WorkerThread worker;
-        worker.Start();
-        for (const char* name : {"A", "B", "C"})
-        {
-            worker.AddItem(MakeCall(log.Record(std::string("work ") + name)),
-                           MakeCall(log.Record(std::string("done ") + name)));
-        }
-        worker.AddItem(MakeCall(log.Record("work D")), BoundPtr());
-        DrainWorker(worker);
-        ASSERT_TRUE(WaitUntil([&] { return log.Events().size() == 4; }));
-        EXPECT_EQ((std::vector<std::string>{"work A", "work B", "work C", "work D"}), log.Events());
-        EXPECT_NE(std::this_thread::get_id(), log.ThreadOf("work A"));
-
-        worker.Process();
-        // D had no completion, so nothing of it reaches the foreground queue.
-        EXPECT_EQ((std::vector<std::string>{"work A", "work B", "work C", "work D", "done A", "done B", "done C"}),
-                  log.Events());
-        EXPECT_EQ(std::this_thread::get_id(), log.ThreadOf("done B"));
-        worker.Stop();
-        JoinWorker(worker);
-    }
+    Scene scene;
+    Core::WorkerThread worker;
+    worker.Start();
+    worker.AddItem(scene.Record("A"), scene.Record("done A"));
+    worker.AddItem(scene.Record("B"), scene.Record("done B"));
+    worker.AddItem(scene.Record("C"), BoundPtr());
+    worker.AddItem(scene.Record("D"), scene.Record("done D"));
+    ASSERT_TRUE(WaitUntil([&] { return scene.Logged().size() == 4; }));
+    Drain(worker);
+    EXPECT_EQ((Events{"A (worker)", "B (worker)", "C (worker)", "D (worker)"}), scene.Logged());
+    worker.Process();
+    // C had no completion, so nothing of it reaches the foreground queue.
+    EXPECT_EQ((Events{"A (worker)", "B (worker)", "C (worker)", "D (worker)", "done A", "done B", "done D"}),
+              scene.Logged());
+    worker.Stop();
+    Join(worker);
 }
 
 TEST_F(WorkerThreadTest, ProcessRunsItemsThatArriveWhileItRuns)
 {
+    Scene scene;
     Core::WorkerThread worker;
     worker.Process();
-    EXPECT_TRUE(log.Events().empty());
-
-    // A foreground item that queues another, which queues a third.
     worker.AddForegroundItem(MakeCall([&] {
-        log.Record("first")();
+        scene.Record("first")->Execute();
         worker.AddForegroundItem(MakeCall([&] {
-            log.Record("second")();
-            worker.AddForegroundItem(MakeCall(log.Record("third")));
+            scene.Record("second")->Execute();
+            worker.AddForegroundItem(scene.Record("third"));
         }));
     }));
     worker.Process();
-    EXPECT_EQ((std::vector<std::string>{"first", "second", "third"}), log.Events());
+    EXPECT_EQ((Events{"first", "second", "third"}), scene.Logged());
 }
 
 TEST_F(WorkerThreadTest, QueueSizeCountsTheRunningItemUntilItFinishes)
 {
+    Scene scene;
     Core::WorkerThread worker;
     worker.Start();
-    DrainWorker(worker);
-    EXPECT_EQ(0, worker.GetQueueSize());
-
-    Gate gate;
-    worker.AddItem(MakeCall(gate.Hold()), BoundPtr());
+    Drain(worker);
+    worker.AddItem(scene.Gate(), BoundPtr());
     EXPECT_EQ(1, worker.GetQueueSize());
-    ASSERT_TRUE(gate.WaitReached());
+    ASSERT_TRUE(scene.Reached());
     EXPECT_EQ(1, worker.GetQueueSize()) << "a dequeued item is outstanding until it finishes";
-    gate.Open();
-    DrainWorker(worker);
+    scene.Open();
+    Drain(worker);
     EXPECT_EQ(0, worker.GetQueueSize());
     worker.Stop();
-    JoinWorker(worker);
+    Join(worker);
 }
 
-TEST_F(WorkerThreadTest, StopRunsEverythingBeforeItAndNothingAfter)
+TEST_F(WorkerThreadTest, StopRunsEverythingBeforeItAndStopNowOnlyTheRunningItem)
 {
+    for (bool now : {false, true})
     {
-        Core::WorkerThread worker;
-        worker.Start();
-        Gate gate;
-        worker.AddItem(MakeCall(gate.Hold()), MakeCall(log.Record("done held")));
-        worker.AddItem(MakeCall(log.Record("before")), BoundPtr());
-        worker.Stop();
-        worker.AddItem(MakeCall(log.Record("after")), MakeCall(log.Record("done after")));
-        gate.Open();
-        JoinWorker(worker);
-        worker.Process();
-        EXPECT_EQ((std::vector<std::string>{"before", "done held"}), log.Events());
+        SCOPED_TRACE(now ? "StopNow" : "Stop");
+        Scene scene;
+        {
+            Core::WorkerThread worker;
+            worker.Start();
+            worker.AddItem(scene.Gate(), scene.Record("done held"));
+            worker.AddItem(scene.Record("queued"), scene.Record("done queued"));
+            ASSERT_TRUE(scene.Reached());
+            now ? worker.StopNow() : worker.Stop();
+            worker.AddItem(scene.Record("after"), scene.Record("done after"));
+            scene.Open();
+            Join(worker);
+            worker.Process();
+        }
+        const Events expected = now ? Events{"done held"} : Events{"queued (worker)", "done held", "done queued"};
+        EXPECT_EQ(expected, scene.Logged());
     }
-}
-
-TEST_F(WorkerThreadTest, StopNowFinishesTheRunningItemAndAbandonsTheQueue)
-{
-    {
-        Core::WorkerThread worker;
-        worker.Start();
-        Gate gate;
-        worker.AddItem(MakeCall(gate.Hold()), MakeCall(log.Record("done held")));
-        worker.AddItem(MakeCall(log.Record("queued")), MakeCall(log.Record("done queued")));
-        ASSERT_TRUE(gate.WaitReached());
-        worker.StopNow();
-        gate.Open();
-        JoinWorker(worker);
-        worker.Process();
-        EXPECT_EQ((std::vector<std::string>{"done held"}), log.Events());
-    }
-    // Stopped before it started: the thread leaves at once.
-    {
-        Core::WorkerThread worker;
-        worker.AddItem(MakeCall(log.Record("never")), BoundPtr());
-        worker.StopNow();
-        worker.Start();
-        JoinWorker(worker);
-    }
-    EXPECT_EQ((std::vector<std::string>{"done held"}), log.Events());
-}
-
-TEST_F(WorkerThreadTest, CompletionRunsAfterItsWorkWhileTheWorkIsStillAlive)
-{
+    // Stopped before it started: the thread leaves without running anything.
+    Scene scene;
     Core::WorkerThread worker;
+    worker.AddItem(scene.Record("never"), BoundPtr());
+    worker.StopNow();
     worker.Start();
-    std::atomic<bool> workFinished(false);
-    std::atomic<bool> workAliveAtCompletion(false);
-    std::atomic<bool> finishedAtCompletion(false);
-    {
-        worker.AddItem(MakeCall([&] { workFinished = true; }), MakeCall([&] {
-                           finishedAtCompletion = workFinished.load();
-                           // Two calls are alive: this completion and its work.
-                           workAliveAtCompletion = s_liveCalls.load() == 2;
-                       }));
-    }
-    ASSERT_TRUE(WaitUntil([&] {
-        worker.Process();
-        return finishedAtCompletion.load();
-    }));
-    EXPECT_TRUE(workAliveAtCompletion);
-    worker.Stop();
-    JoinWorker(worker);
+    Join(worker);
+    EXPECT_TRUE(scene.Logged().empty());
 }
 
 // Several producers queue numbered items with completions while the test
-// thread processes completions; per producer, work and completions keep the
-// order of the AddItem calls, and each completion follows its work.
+// thread processes; per producer, work and completions keep the AddItem order
+// and each completion runs on the test thread after its own work.
 TEST_F(WorkerThreadTest, ProducersOnSeveralThreadsKeepTheirOrderEndToEnd)
 {
     constexpr int kProducers = 4;
     constexpr int kItems = 300;
-    // Per producer, the number of its items whose work (or completion) has run.
+    // Per producer, how many of its items have had their work or completion run.
     std::vector<std::atomic<int>> worked(kProducers);
     std::vector<std::atomic<int>> completed(kProducers);
-    std::atomic<int> completions(0);
-    std::atomic<bool> workOutOfOrder(false);
-    std::atomic<bool> completionOutOfOrder(false);
-    std::atomic<bool> completionBeforeWork(false);
-    std::atomic<bool> completionOffTheTestThread(false);
+    std::atomic<int> faults(0);
     const std::thread::id testThread = std::this_thread::get_id();
+    Core::WorkerThread worker;
+    worker.Start();
     {
-        Core::WorkerThread worker;
-        worker.Start();
         std::vector<std::unique_ptr<BoundedThread>> producers;
         for (int p = 0; p < kProducers; ++p)
         {
             producers.emplace_back(new BoundedThread([&, p] {
                 for (int i = 0; i < kItems; ++i)
                 {
-                    auto work = [&, p, i] {
-                        if (worked[p].load() != i)
-                        {
-                            workOutOfOrder = true;
-                        }
-                        worked[p] = i + 1;
-                    };
-                    auto completion = [&, p, i] {
-                        completionBeforeWork = completionBeforeWork || worked[p].load() <= i;
-                        completionOutOfOrder = completionOutOfOrder || completed[p].load() != i;
-                        completionOffTheTestThread =
-                            completionOffTheTestThread || std::this_thread::get_id() != testThread;
-                        completed[p] = i + 1;
-                        ++completions;
-                    };
-                    worker.AddItem(MakeCall(work), MakeCall(completion));
+                    worker.AddItem(MakeCall([&, p, i] { faults += worked[p].exchange(i + 1) != i; }),
+                                   MakeCall([&, p, i] {
+                                       faults += worked[p].load() <= i || std::this_thread::get_id() != testThread;
+                                       faults += completed[p].exchange(i + 1) != i;
+                                   }));
                 }
             }));
         }
         ASSERT_TRUE(WaitUntil([&] {
             worker.Process();
-            return completions.load() == kProducers * kItems;
+            int done = 0;
+            for (auto& count : completed)
+            {
+                done += count.load();
+            }
+            return done == kProducers * kItems;
         }));
-        for (auto& producer : producers)
-        {
-            producer->Join();
-        }
-        worker.Stop();
-        JoinWorker(worker);
     }
-    EXPECT_FALSE(workOutOfOrder);
-    EXPECT_FALSE(completionOutOfOrder);
-    EXPECT_FALSE(completionBeforeWork);
-    EXPECT_FALSE(completionOffTheTestThread);
-    for (int p = 0; p < kProducers; ++p)
-    {
-        EXPECT_EQ(kItems, worked[p].load());
-        EXPECT_EQ(kItems, completed[p].load());
-    }
+    worker.Stop();
+    Join(worker);
+    EXPECT_EQ(0, faults.load()) << "items out of order, or completions early or off the test thread";
 }
 
-// Rounds of producers racing a Stop or StopNow issued at a random moment:
+// Rounds of a producer racing a Stop or StopNow issued at a random moment:
 // nothing queued after the stop call returns ever runs, and with Stop every
 // item the test thread queued before it runs.
 TEST_F(WorkerThreadTest, StopsAtArbitraryMomentsNeverRunLaterItems)
@@ -345,11 +226,12 @@ TEST_F(WorkerThreadTest, StopsAtArbitraryMomentsNeverRunLaterItems)
     std::mt19937 random(20260101);
     for (int round = 0; round < 40; ++round)
     {
+        SCOPED_TRACE(round);
         const bool now = round % 2 == 1;
         std::atomic<bool> stopReturned(false);
         std::atomic<bool> lateItemRan(false);
         std::atomic<int> earlyRan(0);
-        int earlyQueued = 0;
+        const int earlyQueued = std::uniform_int_distribution<int>(0, 50)(random);
         {
             Core::WorkerThread worker;
             worker.Start();
@@ -357,72 +239,27 @@ TEST_F(WorkerThreadTest, StopsAtArbitraryMomentsNeverRunLaterItems)
                 for (int i = 0; i < 200; ++i)
                 {
                     const bool late = stopReturned.load();
-                    worker.AddItem(MakeCall([&, late] {
-                                       if (late)
-                                       {
-                                           lateItemRan = true;
-                                       }
-                                   }),
-                                   MakeCall([] {}));
+                    worker.AddItem(MakeCall([&, late] { lateItemRan = lateItemRan || late; }), MakeCall([] {}));
                 }
             });
-            const int beforeStop = std::uniform_int_distribution<int>(0, 50)(random);
-            for (int i = 0; i < beforeStop; ++i)
+            for (int i = 0; i < earlyQueued; ++i)
             {
                 worker.AddItem(MakeCall([&] { ++earlyRan; }), BoundPtr());
-                ++earlyQueued;
             }
-            if (now)
-            {
-                worker.StopNow();
-            }
-            else
-            {
-                worker.Stop();
-            }
+            now ? worker.StopNow() : worker.Stop();
             stopReturned = true;
             worker.AddItem(MakeCall([&] { lateItemRan = true; }), BoundPtr());
             producer.Join();
-            JoinWorker(worker);
+            Join(worker);
             worker.Process();
         }
-        SCOPED_TRACE(round);
         EXPECT_FALSE(lateItemRan);
         if (!now)
         {
             EXPECT_EQ(earlyQueued, earlyRan.load());
         }
-        EXPECT_EQ(0, s_liveCalls.load());
+        EXPECT_EQ(0, s_liveCalls.load()) << "queued items are freed with the worker";
     }
-}
-
-TEST_F(WorkerThreadTest, DrainReturnsOnceConcurrentProducersAreServed)
-{
-    Core::WorkerThread worker;
-    worker.Start();
-    std::atomic<int> ran(0);
-    {
-        BoundedThread first([&] {
-            for (int i = 0; i < 200; ++i)
-            {
-                worker.AddItem(MakeCall([&] { ++ran; }), BoundPtr());
-            }
-        });
-        BoundedThread second([&] {
-            for (int i = 0; i < 200; ++i)
-            {
-                worker.AddItem(MakeCall([&] { ++ran; }), BoundPtr());
-            }
-        });
-    }
-    // The outstanding count is a snapshot, so drain until every item has run.
-    ASSERT_TRUE(WaitUntil([&] {
-        DrainWorker(worker);
-        return ran.load() == 400;
-    }));
-    EXPECT_EQ(0, worker.GetQueueSize());
-    worker.Stop();
-    JoinWorker(worker);
 }
 
 } // namespace

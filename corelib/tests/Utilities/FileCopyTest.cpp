@@ -59,6 +59,15 @@ protected:
         return source;
     }
 
+    // Replaces the destination with a non-empty directory, which no file can
+    // be renamed over.
+    void MakeDestinationADirectory()
+    {
+        ASSERT_EQ(0, unlink(dir.File("dest").c_str()));
+        ASSERT_EQ(0, mkdir(dir.File("dest").c_str(), 0700));
+        ASSERT_TRUE(CoreTest::WriteBytes(dir.File("dest/keep"), "kept"));
+    }
+
     // Names in the directory that look like a temporary for "dest". Listed
     // with readdir64: a 32-bit readdir fails on the large directory offsets a
     // 64-bit host returns under the processor emulator, and would list nothing.
@@ -102,21 +111,15 @@ TEST_F(FileCopyTest, SafeCopyReplacesTheDestinationWithCumulativeProgress)
     EXPECT_EQ("", CoreTest::ReadBytes(dir.File("dest")));
 }
 
-TEST_F(FileCopyTest, SafeCopyFailuresLeaveTheOldDestination)
+TEST_F(FileCopyTest, SafeCopyKeepsTheTemporaryAfterAReadErrorButNotAfterAFailedRename)
 {
     MakeFiles(100);
-    // Missing source: nothing is created.
+    // Missing source or directory: nothing is created.
     EXPECT_FALSE(SafeFileCopy(dir.File("missing"), dir.File("dest"), progress.Callback()));
+    EXPECT_FALSE(SafeFileCopy(dir.File("source"), dir.File("nowhere/dest"), progress.Callback()));
     EXPECT_TRUE(Temporaries().empty());
-    // No directory for the temporary file.
-    EXPECT_FALSE(SafeFileCopy(dir.File("source"), dir.File("nowhere/dest"), nullptr));
-    EXPECT_EQ("old contents", CoreTest::ReadBytes(dir.File("dest")));
     EXPECT_TRUE(progress.calls.empty());
-}
 
-TEST_F(FileCopyTest, SafeCopyLeavesTheTemporaryAfterAReadErrorButNotAfterAFailedRename)
-{
-    MakeFiles(100);
     // A directory opens as a stream but every read fails.
     ASSERT_EQ(0, mkdir(dir.File("unreadable").c_str(), 0700));
     EXPECT_FALSE(SafeFileCopy(dir.File("unreadable"), dir.File("dest"), nullptr));
@@ -124,10 +127,7 @@ TEST_F(FileCopyTest, SafeCopyLeavesTheTemporaryAfterAReadErrorButNotAfterAFailed
     ASSERT_EQ(1u, Temporaries().size()) << "a failed read leaves its temporary file";
     ASSERT_EQ(0, unlink(dir.File(Temporaries()[0]).c_str()));
 
-    // A file cannot be renamed over a non-empty directory.
-    ASSERT_EQ(0, unlink(dir.File("dest").c_str()));
-    ASSERT_EQ(0, mkdir(dir.File("dest").c_str(), 0700));
-    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("dest/keep"), "kept"));
+    MakeDestinationADirectory();
     EXPECT_FALSE(SafeFileCopy(dir.File("source"), dir.File("dest"), nullptr));
     EXPECT_TRUE(Temporaries().empty()) << "a failed rename removes its temporary file";
     EXPECT_EQ("kept", CoreTest::ReadBytes(dir.File("dest/keep")));
@@ -160,10 +160,9 @@ TEST_F(FileCopyTest, IncrementalCopyOfAnEmptySourceFinishesOnTheFirstIdle)
     CIncrementalFileCopy copy(dir.File("source"), dir.File("dest"), progress.Callback());
     EXPECT_TRUE(copy.Finished()) << "0 bytes copied of 0";
     EXPECT_TRUE(copy.Idle(0));
-    EXPECT_EQ("", CoreTest::ReadBytes(dir.File("dest")));
     EXPECT_TRUE(CoreTest::FileExists(dir.File("dest")));
+    EXPECT_EQ("", CoreTest::ReadBytes(dir.File("dest")));
     EXPECT_TRUE(Temporaries().empty());
-    EXPECT_TRUE(progress.calls.empty());
 }
 
 TEST_F(FileCopyTest, IncrementalFailuresAndAbandonedCopiesRemoveTheirTemporary)
@@ -188,9 +187,7 @@ TEST_F(FileCopyTest, IncrementalFailuresAndAbandonedCopiesRemoveTheirTemporary)
 TEST_F(FileCopyTest, IncrementalFailedRenameRemovesTheTemporaryWithoutReportingFailure)
 {
     MakeFiles(100);
-    ASSERT_EQ(0, unlink(dir.File("dest").c_str()));
-    ASSERT_EQ(0, mkdir(dir.File("dest").c_str(), 0700));
-    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("dest/keep"), "kept"));
+    MakeDestinationADirectory();
     CIncrementalFileCopy copy(dir.File("source"), dir.File("dest"), nullptr);
     EXPECT_TRUE(copy.Idle(1));
     EXPECT_TRUE(copy.Finished());

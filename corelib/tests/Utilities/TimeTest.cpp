@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
 #include <ctime>
 #include <limits>
 #include <type_traits>
@@ -77,17 +76,16 @@ TEST_F(TimeTest, OtherConstructorsConvertWithoutNormalising)
     EXPECT_EQ(Fields(2, 500000), F(Time::Milliseconds(2500)));
     EXPECT_EQ(Fields(7, 3000000), F(Time(7L, 3000000L)));
 
-    timespec ts{5, 999999999};
-    EXPECT_EQ(Fields(5, 999999), F(Time(ts)));
-    timeval tv{6, 1234567};
-    EXPECT_EQ(Fields(6, 1234567), F(Time(tv)));
+    const timespec ts{5, 999999999};
+    EXPECT_EQ(Fields(5, 999999), F(Time(ts))) << "nanoseconds truncate";
 
-    Time(8L, 250000L).AsTimespec(ts);
-    EXPECT_EQ(8, ts.tv_sec);
-    EXPECT_EQ(250000000, ts.tv_nsec);
-    Time(-3L, 42L).AsTimeval(tv);
-    EXPECT_EQ(-3, tv.tv_sec);
-    EXPECT_EQ(42, tv.tv_usec);
+    if constexpr (sizeof(long) > 4)
+    {
+        // A 64-bit long keeps its low 32 bits, as on the device.
+        EXPECT_EQ(Fields(5, -1), F(Time(static_cast<long>(0x100000005LL), static_cast<long>(0x1FFFFFFFFLL))));
+        EXPECT_EQ(INT32_MIN, Time(static_cast<long>(0x80000000LL)).Seconds());
+    }
+
 }
 
 TEST_F(TimeTest, AsTimeRoundsHalfUpOnTheMicroseconds)
@@ -181,8 +179,6 @@ TEST_F(TimeTest, ComparisonsSeeTheFieldsAsStored)
     EXPECT_FALSE(unnormalised == next);
     EXPECT_TRUE(Time(1L, -1L) < Time(1L, 0L));
     EXPECT_TRUE(Time(-1L, 5L) < Time(0L, -5L));
-    EXPECT_TRUE(next > unnormalised && next >= unnormalised && unnormalised <= next);
-    EXPECT_TRUE(next <= next && next >= next);
 
     EXPECT_TRUE(next.Expired(next)) << "a deadline equal to now has expired";
     EXPECT_TRUE(unnormalised.Expired(next));
@@ -328,14 +324,9 @@ TEST(MonotonicTimeTest, DeadlinesExpireAfterTheirDelay)
 TEST(WallClockTest, NowAgreesWithTheCLibraryClock)
 {
     const long before = static_cast<long>(std::time(nullptr));
-    Time now;
-    EXPECT_EQ(0, Time::GetTimeOfDay(now));
-    const long after = static_cast<long>(std::time(nullptr));
+    const Time now = Time::Now();
     EXPECT_GE(now.Seconds(), before);
-    EXPECT_LE(now.Seconds(), after);
-    EXPECT_GE(now.Microseconds(), 0);
-    EXPECT_LT(now.Microseconds(), 1000000);
-    EXPECT_LE(Time::Now().Seconds() - std::time(nullptr), 1);
+    EXPECT_LE(now.Seconds(), static_cast<long>(std::time(nullptr)));
 }
 
 } // namespace
