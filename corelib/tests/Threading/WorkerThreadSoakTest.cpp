@@ -110,7 +110,7 @@ TEST(WorkerThreadSoakTest, MillionItemsFromSeveralProducersRunOnceEachAndFreeEve
         }
         EXPECT_EQ(kItems, tally.completions) << "completions missing at the deadline";
         for (auto& producer : producers)
-            producer->Join(kSoakSeconds);
+            producer->Join();
         worker.Stop();
         CoreTest::BoundedThread joiner([&] { worker.Join(); });
         joiner.Join();
