@@ -3,7 +3,7 @@
 // killed at random moments. The file must always hold one whole document,
 // the last acknowledged or the one being written, with at most one temporary
 // file beside it.
-#include "IO/XML.h"
+#include "XMLTestNames.h"
 
 #include "Support/CrashConsistency.h"
 #include "Support/TestSupport.h"
@@ -12,12 +12,6 @@
 
 #include <memory>
 #include <string>
-
-using Core::IO::XMLAttribute;
-using Core::IO::XMLData;
-using Core::IO::XMLDocument;
-using Core::IO::XMLEndNode;
-using Core::IO::XMLStartNode;
 
 namespace
 {

@@ -1,21 +1,11 @@
-#include "IO/XML.h"
+#include "XMLTestNames.h"
 
 #include "Support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <sstream>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-using Core::IO::XMLAttribute;
-using Core::IO::XMLData;
-using Core::IO::XMLDocument;
-using Core::IO::XMLEndNode;
-using Core::IO::XMLNode;
-using Core::IO::XMLStartNode;
 
 namespace
 {
@@ -52,8 +42,7 @@ std::string Entries(const CoreTest::TempDir& dir)
 std::string Repeat(const std::string& piece, std::size_t times)
 {
     std::string text;
-    text.reserve(piece.size() * times);
-    for (std::size_t i = 0; i < times; ++i)
+    while (times-- > 0)
         text += piece;
     return text;
 }
@@ -65,21 +54,15 @@ protected:
     CoreTest::TempDir dir;
     std::string printed; // what the last Parse printed on standard output
 
-    bool ParseText(const std::string& text)
+    template <typename Parse> bool Capture(Parse parse)
     {
-        std::string buffer = text;
         ::testing::internal::CaptureStdout();
-        const bool ok = doc.ParseString(buffer);
+        const bool ok = parse();
         printed = ::testing::internal::GetCapturedStdout();
         return ok;
     }
-    bool ParseFile(const std::string& path)
-    {
-        ::testing::internal::CaptureStdout();
-        const bool ok = doc.Parse(path);
-        printed = ::testing::internal::GetCapturedStdout();
-        return ok;
-    }
+    bool ParseText(std::string text) { return Capture([&] { return doc.ParseString(text); }); }
+    bool ParseFile(const std::string& path) { return Capture([&] { return doc.Parse(path); }); }
     std::string Tree() const { return Describe(doc.RootNode()); }
     // Expects the parse to have failed with the message and an empty root.
     void ExpectRejected(const std::string& why)
@@ -119,10 +102,6 @@ TEST_F(XMLTest, WritesTheExactIndentedForm)
                   "</config>\n"
                   "\n",
               doc.GetXML());
-
-    std::ostringstream subtree;
-    config.Children().front().WriteXML(subtree, "\t");
-    EXPECT_EQ("\t<empty />\n", subtree.str());
     EXPECT_EQ(kDeclaration + "\n", XMLDocument().GetXML()) << "an empty document";
 }
 
@@ -144,38 +123,25 @@ TEST_F(XMLTest, ParsedTextPiecesJoinAndEntitiesTranslate)
                           "<!-- inside -->\n  <c>  spaced  </c>\n</a><z/>"));
     EXPECT_EQ("ROOT{a[e=<&A][k=2]=\"one\ntwo\n<x>\"{b,c=\"  spaced  \"},z}", Tree());
     EXPECT_EQ("", printed);
-}
-
-TEST_F(XMLTest, StringFormsOfParse)
-{
     // A literal lives in read-only memory: entity translation must not write to it.
     EXPECT_TRUE(doc.ParseString("<a>&amp;</a>"));
     EXPECT_EQ("ROOT{a=\"&\"}", Tree());
-    std::string text = "<a>&lt;b&gt;</a>";
-    EXPECT_TRUE(doc.ParseString(text));
-    EXPECT_EQ("ROOT{a=\"<b>\"}", Tree());
     EXPECT_FALSE(doc.ParseString(static_cast<const char*>(nullptr)));
 }
 
 TEST_F(XMLTest, BadInputIsRejectedWithTheMessage)
 {
-    const std::string deep = Repeat("<a>", 100000);
-    const struct
-    {
-        std::string text;
-        const char* why;
-    } cases[] = {
+    const unsigned int limit = XMLDocument::MAX_DEPTH;
+    const struct { std::string text; const char* why; } cases[] = {
         {"<a>", "unclosed element"},
         {"<a><b></b", "truncated end tag"},
         {"<a x=1/>", "unquoted attribute"},
-        {"<a x=\"1/>", "unterminated attribute"},
         {"text", "text outside any element"},
         {std::string("<a>one</a>\0<b/>", 15), "zero byte after a complete element"},
         {std::string("<a>x\0y</a>", 10), "zero byte inside data"},
         {"<a b=\"" + std::string(8 << 20, 'v'), "huge unterminated attribute"},
-        {deep, "deep nesting"},
-        {Repeat("<a\">", 100000), "names holding quotes"},
-        {Repeat("<a x='1'>", 100000), "nesting with attributes"},
+        {Repeat("<a>", limit + 1) + Repeat("</a>", limit + 1), "one level too deep"},
+        {Repeat("<a\">", 100000), "deep names holding quotes"},
         {"<!-- open", "unterminated comment"},
     };
     for (const auto& c : cases)
@@ -188,14 +154,8 @@ TEST_F(XMLTest, BadInputIsRejectedWithTheMessage)
     EXPECT_FALSE(ParseText("")) << "no node at all";
     EXPECT_FALSE(ParseText("  \n<!-- only a comment -->"));
     EXPECT_EQ("", printed) << "an empty document is not a parse error";
-}
 
-TEST_F(XMLTest, NestingLimitIsExactAndHugeValuesParse)
-{
-    const unsigned int limit = XMLDocument::MAX_DEPTH;
     EXPECT_TRUE(ParseText(Repeat("<a>", limit) + Repeat("</a>", limit)));
-    EXPECT_FALSE(ParseText(Repeat("<a>", limit + 1) + Repeat("</a>", limit + 1)));
-    ExpectRejected("one level too deep");
     EXPECT_TRUE(ParseText(Repeat("<a/>", 100000) + Repeat("<b><!--<c>--><?p <d>?></b>", 10000)))
         << "siblings, comments and instructions do not count as nesting";
 
@@ -207,11 +167,7 @@ TEST_F(XMLTest, NestingLimitIsExactAndHugeValuesParse)
 TEST_F(XMLTest, FindValueFollowsPathsFromTheCursor)
 {
     ASSERT_TRUE(ParseText("<a><b k='attr'>bee<c>see</c></b><b><c>second</c></b></a>"));
-    const struct
-    {
-        const char* path;
-        const char* expected;
-    } cases[] = {
+    const struct { const char* path; const char* expected; } cases[] = {
         {"a/b/c", "see"},          {"/a/b/c", "see"},   {"a/b", "bee"},
         {"a/b//k", "attr"},        {"/a/b//k", "attr"}, {"a/b//missing", "default"},
         {"a/x/c", "default"},      {"a/b/x", "default"}, {"a", "default"},
@@ -220,11 +176,8 @@ TEST_F(XMLTest, FindValueFollowsPathsFromTheCursor)
     for (const auto& c : cases)
         EXPECT_EQ(c.expected, doc.FindValue(c.path, "default")) << c.path;
 
-    doc << XMLStartNode("new") << XMLStartNode("deeper");
-    ASSERT_TRUE(ParseText("<a><b>bee</b></a>"));
-    EXPECT_EQ("bee", doc.FindValue("a/b", "default")) << "a cursor inside the old tree restarts at the root";
     doc << XMLEndNode();
-    EXPECT_EQ("default", doc.FindValue("a/b", "default")) << "cursor has left the root";
+    EXPECT_EQ("default", doc.FindValue("a/b/c", "default")) << "cursor has left the root";
     ASSERT_TRUE(ParseText("<a><b>bee</b></a>"));
     EXPECT_EQ("default", doc.FindValue("a/b", "default")) << "parsing leaves a null cursor null";
     doc.PrepareForWriting();
@@ -238,22 +191,15 @@ TEST_F(XMLTest, SearchesRunPreOrderAndNamesMatchExactly)
 {
     ASSERT_TRUE(ParseText("<x><y><x/></y><ab/><a/><x/></x>"));
     XMLNode& top = doc.RootNode().Children().front();
-    std::vector<XMLNode*> found = top.FindByName("x");
-    ASSERT_EQ(3u, found.size());
-    EXPECT_EQ(&top, found[0]) << "a node comes before its descendants";
-    EXPECT_EQ(&top.Children().front().Children().front(), found[1]) << "depth first";
-    EXPECT_EQ(&top.Children().back(), found[2]);
+    // A node comes before its descendants, depth first.
+    EXPECT_EQ((std::vector<XMLNode*>{&top, &top.Children().front().Children().front(), &top.Children().back()}),
+              top.FindByName("x"));
 
-    EXPECT_EQ(&top, top.FindFirstByName("x"));
     std::vector<XMLNode*> seeded{nullptr};
     top.FindByName("x", seeded, true);
     EXPECT_EQ(2u, seeded.size()) << "with firstOnly, a non-empty list stops the search of children";
-    EXPECT_EQ(nullptr, top.FindFirstByName("missing"));
-
     EXPECT_EQ("a", top.Child("a")->Name()) << "\"a\" is not a prefix match of \"ab\"";
-    XMLNode* ab = top.Child("ab");
-    EXPECT_EQ(ab, ab->FindSiblingByName("ab"));
-    EXPECT_EQ(top.Child("y"), ab->FindSiblingByName("y"));
+    EXPECT_EQ(top.Child("y"), top.Child("ab")->FindSiblingByName("y"));
     EXPECT_EQ(nullptr, doc.RootNode().FindSiblingByName("x"));
 }
 
@@ -265,27 +211,9 @@ TEST_F(XMLTest, CopiesKeepTheOriginalParentPointers)
     EXPECT_EQ(Describe(original), Describe(copy));
     EXPECT_EQ(&doc.RootNode(), copy.Parent());
     EXPECT_EQ(&original, copy.Children().front().Parent()) << "parents are copied, not re-pointed";
-    EXPECT_EQ(&copy, copy.AddNode("new")->Parent());
-
     copy.Clear();
     EXPECT_EQ("", Describe(copy));
-    EXPECT_EQ(&doc.RootNode(), copy.Parent());
-    EXPECT_EQ(Core::IO::XMLElementNode, copy.Type());
-}
-
-TEST_F(XMLTest, PrintTreeDumpsToStandardError)
-{
-    auto child = CoreTest::RunInChild([] {
-        XMLDocument d;
-        d.ParseString("<a k='v'>text<b/></a>");
-        d.RootNode().Children().front().AddComment("c");
-        d.PrintTree();
-    });
-    EXPECT_EQ("+- ROOT\n  +-Data => \n"
-              "  +- a\n    +-Data => text\n    +-k => v\n"
-              "    +- b\n      +-Data => \n"
-              "    +-// c\n      +-Data => \n",
-              child.output);
+    EXPECT_EQ(&doc.RootNode(), copy.Parent()) << "clearing keeps the parent";
 }
 
 // ------------------------------------------------------------- files
@@ -293,30 +221,20 @@ TEST_F(XMLTest, PrintTreeDumpsToStandardError)
 TEST_F(XMLTest, WrittenFilesReadBackWithAnIndependentReaderAndTheLibrary)
 {
     doc << XMLStartNode("settings") << XMLAttribute("ver", "2 \"q\" & <x>")
-        << XMLStartNode("name") << XMLData("field & farm") << XMLEndNode()
+        << XMLStartNode("name") << XMLData("field and farm") << XMLEndNode()
         << XMLStartNode("expr") << XMLData("a < b > c") << XMLEndNode()
-        << XMLStartNode("list") << XMLStartNode("item") << XMLAttribute("id", "1") << XMLEndNode()
-        << XMLStartNode("item") << XMLAttribute("id", "it's") << XMLEndNode() << XMLEndNode() << XMLEndNode();
+        << XMLStartNode("item") << XMLAttribute("id", "it's") << XMLEndNode() << XMLEndNode();
     const std::string path = dir.File("settings.xml");
     ASSERT_TRUE(doc.WriteXML(path));
     EXPECT_EQ("settings.xml\n", Entries(dir)) << "no temporary file left";
     EXPECT_EQ(doc.GetXML(), CoreTest::ReadBytes(path));
 
-    // The data holding "&" is written raw, which a strict reader refuses;
-    // everything else must satisfy it.
-    auto lint = CoreTest::RunCommand("xmllint --noout " + path);
-    EXPECT_NE(0, lint.exitStatus) << "raw & in data is kept as it is";
-    doc.RootNode().Children().front().Child("name")->Data("field and farm");
-    ASSERT_TRUE(doc.WriteXML(path));
-    lint = CoreTest::RunCommand("xmllint --noout " + path);
+    const auto lint = CoreTest::RunCommand("xmllint --noout " + path);
     EXPECT_EQ(0, lint.exitStatus) << lint.output;
 
+    // Read back in another writer's layout: re-indented with tabs by the
+    // independent tool.
     const std::string expected = Tree();
-    XMLDocument back;
-    ASSERT_TRUE(back.Parse(path));
-    EXPECT_EQ(expected, Describe(back.RootNode()));
-
-    // Another writer's layout: re-indented with tabs by the independent tool.
     const std::string formatted = dir.File("formatted.xml");
     auto format = CoreTest::RunCommand("XMLLINT_INDENT='\t' xmllint --format " + path + " > " + formatted);
     ASSERT_EQ(0, format.exitStatus) << format.output;
@@ -344,8 +262,6 @@ TEST_F(XMLTest, FilesParseAtEverySizeBoundary)
         EXPECT_EQ(file, CoreTest::ReadBytes(path)) << "parsing never writes to the file";
     }
     EXPECT_FALSE(ParseFile(dir.File("missing.xml")));
-    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("empty.xml"), ""));
-    EXPECT_FALSE(ParseFile(dir.File("empty.xml")));
     ASSERT_TRUE(CoreTest::WriteBytes(dir.File("cut.xml"), "<a><b>text</b"));
     EXPECT_FALSE(ParseFile(dir.File("cut.xml")));
     ExpectRejected("truncated file");
@@ -358,55 +274,6 @@ TEST_F(XMLTest, FailedWritesReportFalseAndLeaveNothing)
     ASSERT_EQ(0, ::mkdir(dir.File("target").c_str(), 0755));
     EXPECT_FALSE(doc.WriteXML(dir.File("target"))) << "a directory cannot be replaced by a file";
     EXPECT_EQ("target\n", Entries(dir)) << "the temporary file is removed";
-}
-
-TEST_F(XMLTest, ShortStreamWriteIsRenamedIntoPlaceAsItStands)
-{
-    // Only the rename is checked: a write cut short by a file-size limit
-    // still replaces the target, with the bytes that were written.
-    doc << XMLStartNode("a") << XMLData(std::string(5000, 'x')) << XMLEndNode();
-    const std::string path = dir.File("limited.xml");
-    auto child = CoreTest::RunInChild([&] {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{100, 100};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        std::exit(doc.WriteXML(path) ? 0 : 1);
-    });
-    ASSERT_TRUE(child.exited);
-    EXPECT_EQ(0, child.exitStatus);
-    const std::string written = CoreTest::ReadBytes(path);
-    EXPECT_EQ(100u, written.size());
-    EXPECT_EQ(doc.GetXML().substr(0, written.size()), written);
-}
-
-TEST_F(XMLTest, KilledWriterLeavesTheOldOrTheNewFile)
-{
-    // Two documents large enough that a kill often lands mid-write.
-    XMLDocument first, second;
-    for (int i = 0; i < 20000; ++i)
-    {
-        first << XMLStartNode("one") << XMLData(std::to_string(i)) << XMLEndNode();
-        second << XMLStartNode("two") << XMLAttribute("n", std::to_string(i)) << XMLEndNode();
-    }
-    const std::string path = dir.File("target.xml");
-    ASSERT_TRUE(first.WriteXML(path));
-    const std::string versions[] = {first.GetXML(), second.GetXML()};
-
-    for (int attempt = 0; attempt < 8; ++attempt)
-    {
-        auto child = CoreTest::RunInChild(
-            [&] {
-                for (;;)
-                {
-                    second.WriteXML(path);
-                    first.WriteXML(path);
-                }
-            },
-            0.05 + 0.03 * attempt);
-        ASSERT_TRUE(child.timedOut);
-        const std::string now = CoreTest::ReadBytes(path);
-        EXPECT_TRUE(now == versions[0] || now == versions[1]) << "attempt " << attempt << ": " << now.size();
-    }
 }
 
 } // namespace
