@@ -165,9 +165,7 @@ TEST_F(KMLWriterTest, IndependentReadersListThePlacemarksWritten)
     writer.PolyStyle("area", "7f00ff00", true, true);
     writer.LineStrip("track & trace", track);
     writer.PolyStrip("strip", field);
-    std::vector<V2> ring = field;
-    ring.push_back(field.front());
-    writer.PolyRing("ring", ring);
+    writer.PolyRing("ring", {field[0], field[1], field[2], field[3], field[0]});
     writer.LineStrip("ground", field);
     writer.Close();
 
@@ -183,8 +181,8 @@ TEST_F(KMLWriterTest, IndependentReadersListThePlacemarksWritten)
     };
     for (int i : {0, 2, 3, 1, 0})
         add("strip", field[i]);
-    for (const V2& p : ring)
-        add("ring", p);
+    for (int i : {0, 1, 2, 3, 0})
+        add("ring", field[i]);
     for (const V2& p : field)
         add("ground", p);
 

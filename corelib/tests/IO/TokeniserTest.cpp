@@ -74,36 +74,32 @@ TEST_F(TokeniserTest, LaterLinesScanOnlyTheNewTextWithPositionsFromTheBufferStar
 
 TEST_F(TokeniserTest, MatchPrecedence)
 {
-    const struct
-    {
-        std::vector<Token> tokens;
-        std::string line;
-        Events expected;
-        const char* why;
-    } cases[] = {
+    // Tokens in registration order; a leading '[' marks a character class.
+    const struct { std::vector<std::string> tokens; std::string line; Events expected; } cases[] = {
         // At 1 "bc" and "b" tie; the first registered wins and consumes both.
-        {{{Token::LITERAL, "bc", 1, true}, {Token::LITERAL, "b", 1, true}, {Token::LITERAL, "a", 1, true}},
-         "abcb", {"a@0", "bc@1", "b@3", "end3"}, "earliest literal, ties to the first registered"},
+        {{"bc", "b", "a"}, "abcb", {"a@0", "bc@1", "b@3", "end3"}},
         // Class characters are skipped; any other character matches, consuming one.
-        {{{Token::CHARACTER_CLASS, "0123456789", 1, true}}, "12a34b", {"0123456789@2", "0123456789@5", "end5"},
-         "class matches at the first character outside it"},
-        {{{Token::CHARACTER_CLASS, "0123456789", 1, true}}, "789", {"none"}, "a class run to the end is no match"},
+        {{"[0123456789"}, "12a34b", {"0123456789@2", "0123456789@5", "end5"}},
+        {{"[0123456789"}, "789", {"none"}},
         // From 0 the class finds ',' at 2, but the later literal "b" occurs at
         // 1: the class token is reported there, consuming one character.
-        {{{Token::CHARACTER_CLASS, "ab", 1, true}, {Token::LITERAL, "b", 1, true}}, "ab,abX",
-         {"ab@1", "ab@2", "ab@4", "ab@5", "end5"}, "class reported at an earlier literal's position"},
-        {{{Token::LITERAL, "", 1, true}}, "xy", {"none"}, "an empty literal never matches"},
-        // The empty class stops the search at once, so "y" never wins.
-        {{{Token::CHARACTER_CLASS, "", 1, true}, {Token::LITERAL, "y", 1, true}}, "zy", {"@0", "@1", "end1"},
-         "an empty class matches every character"},
+        {{"[ab", "b"}, "ab,abX", {"ab@1", "ab@2", "ab@4", "ab@5", "end5"}},
+        {{""}, "xy", {"none"}}, // an empty literal never matches
+        // An empty class matches every character at once, so "y" never wins.
+        {{"[", "y"}, "zy", {"@0", "@1", "end1"}},
     };
     for (const auto& c : cases)
     {
         tokeniser.Reset();
         tokeniser.ClearTokens();
-        for (const Token& token : c.tokens)
-            ASSERT_TRUE(tokeniser.AddToken(token));
-        EXPECT_EQ(c.expected, Process(c.line)) << c.why;
+        for (const std::string& token : c.tokens)
+        {
+            if (!token.empty() && token[0] == '[')
+                Class(token.substr(1));
+            else
+                Literal(token);
+        }
+        EXPECT_EQ(c.expected, Process(c.line)) << c.line;
     }
 }
 
