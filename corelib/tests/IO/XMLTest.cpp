@@ -262,6 +262,8 @@ TEST_F(XMLTest, FilesParseAtEverySizeBoundary)
         EXPECT_EQ(file, CoreTest::ReadBytes(path)) << "parsing never writes to the file";
     }
     EXPECT_FALSE(ParseFile(dir.File("missing.xml")));
+    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("empty.xml"), ""));
+    EXPECT_FALSE(ParseFile(dir.File("empty.xml"))) << "an empty file has nothing to map";
     ASSERT_TRUE(CoreTest::WriteBytes(dir.File("cut.xml"), "<a><b>text</b"));
     EXPECT_FALSE(ParseFile(dir.File("cut.xml")));
     ExpectRejected("truncated file");
