@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -276,6 +278,25 @@ TEST_F(XMLTest, FailedWritesReportFalseAndLeaveNothing)
     ASSERT_EQ(0, ::mkdir(dir.File("target").c_str(), 0755));
     EXPECT_FALSE(doc.WriteXML(dir.File("target"))) << "a directory cannot be replaced by a file";
     EXPECT_EQ("target\n", Entries(dir)) << "the temporary file is removed";
+}
+
+TEST_F(XMLTest, ShortStreamWriteIsRenamedIntoPlaceAsItStands)
+{
+    // Only the rename is checked: a write cut short by a file-size limit
+    // still replaces the target, with the bytes that were written.
+    doc << XMLStartNode("a") << XMLData(std::string(5000, 'x')) << XMLEndNode();
+    const std::string path = dir.File("limited.xml");
+    auto child = CoreTest::RunInChild([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{100, 100};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        std::exit(doc.WriteXML(path) ? 0 : 1);
+    });
+    ASSERT_TRUE(child.exited);
+    EXPECT_EQ(0, child.exitStatus);
+    const std::string written = CoreTest::ReadBytes(path);
+    EXPECT_EQ(100u, written.size());
+    EXPECT_EQ(doc.GetXML().substr(0, written.size()), written);
 }
 
 } // namespace
