@@ -1,5 +1,5 @@
-// The built `guidance` program end to end: bad input, help and version, the
-// demonstration's outputs read back by independent readers, damaged record
+// The built `guidance` program end to end: bad input, a reader that stops
+// early, the demonstration's outputs read back by independent readers, damaged record
 // files, and a live drive through pseudo-terminals.
 #include "RecordFile.h"
 #include "Support/BoundedThread.h"
@@ -13,7 +13,6 @@
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <sstream>
@@ -40,7 +39,10 @@ protected:
     std::string Stderr() const { return ReadBytes(m_dir.File("err.txt")); }
     std::string File(const std::string& name) const { return m_dir.File(name); }
 
-    void WriteField(const std::string& name, const std::string& text) { ASSERT_TRUE(CoreTest::WriteBytes(File(name), text)); }
+    void WriteField(const std::string& name, const std::string& text)
+    {
+        ASSERT_TRUE(CoreTest::WriteBytes(File(name), text));
+    }
 
     CoreTest::TempDir m_dir;
 };
@@ -153,7 +155,10 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
     std::string expected = FixRecord::CSVHeader() + "\n";
     for (const FixRecord& record : records)
         if (dump.output.compare(expected.size(), record.CSV().size() + 1, record.CSV() + "\n") == 0)
-            expected += record.CSV() + "\n", ++matched;
+        {
+            expected += record.CSV() + "\n";
+            ++matched;
+        }
     EXPECT_EQ(expected, dump.output);
     EXPECT_EQ(records.size() - 1, matched);
     EXPECT_NE(std::string::npos, Stderr().find(std::to_string(records.size() - 1) + " records")) << Stderr();
