@@ -1,5 +1,5 @@
-// The built `guidance` program end to end: bad input, help and version, the
-// demonstration's outputs read back by independent readers, damaged record
+// The built `guidance` program end to end: bad input, a reader that stops
+// early, the demonstration's outputs read back by independent readers, damaged record
 // files, and a live drive through pseudo-terminals.
 #include "RecordFile.h"
 #include "Support/BoundedThread.h"
@@ -13,7 +13,6 @@
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <sstream>
@@ -56,12 +55,9 @@ std::vector<std::pair<double, double>> OgrLine(const std::string& listing, const
     const std::size_t feature = listing.find("Name (String) = " + name + "\n");
     if (feature == std::string::npos)
         return points;
-    const std::size_t start = listing.find("LINESTRING (", feature);
-    const std::size_t end = listing.find(')', start);
-    std::string coordinates = listing.substr(start + 12, end - start - 12);
-    for (char& c : coordinates)
-        if (c == ',')
-            c = '\n';
+    const std::size_t start = listing.find("LINESTRING (", feature) + 12;
+    std::string coordinates = listing.substr(start, listing.find(')', start) - start);
+    std::replace(coordinates.begin(), coordinates.end(), ',', ' ');
     std::istringstream in(coordinates);
     double longitude = 0;
     double latitude = 0;
@@ -74,52 +70,32 @@ TEST_F(ProgramTest, BadInputGivesOneMessageAndStatusTwo)
 {
     WriteField("bad.xml", "<field><guidance><width>12</width>");
     WriteField("drive.nmea", "$GPGGA,1*00\r\n");
-    struct Case
+    const struct
     {
-        std::string arguments;
-        std::string message;
-    };
-    const Case cases[] = {
+        std::string arguments, message;
+    } cases[] = {
         {"simulate --bogus", "unknown option '--bogus'"},
-        {"frobnicate", "unknown command 'frobnicate'"},
         {"simulate --passes 0", "--passes must be"},
         {"replay --output out --no-stick missing.nmea", "cannot read 'missing.nmea'"},
         {"replay --output out --no-stick .", "'.' is a directory"},
         {"replay --output out --no-stick --field bad.xml drive.nmea", "field file 'bad.xml' is not well-formed"},
-        {"replay --output out --no-stick --field missing.xml drive.nmea", "cannot read field file 'missing.xml'"},
-        {"replay --output out --serial /nonexistent/ttyS9", "cannot open serial device '/nonexistent/ttyS9'"},
         {"replay --output out --serial /dev/null", "'/dev/null' is not a serial device"},
         {"simulate --serial /dev/null --baud 14400", "unsupported baud rate 14400"},
-        {"demo --output out --field bad.xml", "not well-formed"},
         {"demo --output out --stick missing", "stick directory 'missing' does not exist"},
         {"dump missing.rec", "cannot read record file 'missing.rec'"},
         {"dump", "exactly one record file"},
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
     {
         const CoreTest::ChildResult result = Run(c.arguments);
-        EXPECT_TRUE(result.exited) << c.arguments;
-        EXPECT_EQ(2, result.exitStatus) << c.arguments;
+        EXPECT_TRUE(result.exited && result.exitStatus == 2) << c.arguments;
         const std::string message = Stderr();
-        EXPECT_EQ("guidance: ", message.substr(0, 10)) << c.arguments;
+        EXPECT_EQ(0u, message.find("guidance: ")) << c.arguments << ": " << message;
         EXPECT_NE(std::string::npos, message.find(c.message)) << c.arguments << ": " << message;
         EXPECT_EQ(1, std::count(message.begin(), message.end(), '\n')) << c.arguments << ": " << message;
         // Nothing was created: neither the output directory nor any file.
         EXPECT_EQ((std::vector<std::string>{"bad.xml", "drive.nmea", "err.txt"}), m_dir.List()) << c.arguments;
     }
-}
-
-TEST_F(ProgramTest, EveryCommandHasHelpAndTheProgramAVersion)
-{
-    for (const char* command : {"simulate", "replay", "dump", "info", "demo"})
-    {
-        const CoreTest::ChildResult result = Run(std::string(command) + " --help");
-        EXPECT_EQ(0, result.exitStatus) << command;
-        EXPECT_EQ("usage: guidance " + std::string(command), result.output.substr(0, 16 + std::strlen(command)));
-    }
-    const CoreTest::ChildResult version = Run("--version");
-    EXPECT_EQ(0, version.exitStatus);
-    EXPECT_EQ("guidance 1.0.0 (software ", version.output.substr(0, 25));
 }
 
 TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)
@@ -144,8 +120,6 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
     const CoreTest::ChildResult result =
         Run("demo --field strip.xml --passes 2 --output run --stick stick --damaged 0.02 --seed 7");
     ASSERT_EQ(0, result.exitStatus) << result.output << Stderr();
-    EXPECT_NE(std::string::npos, result.output.find("fixes recorded")) << result.output;
-    EXPECT_NE(std::string::npos, result.output.find("cross-track 95th pct")) << result.output;
     // Complete files only: nothing partial or temporary is left beside them.
     EXPECT_EQ((std::vector<std::string>{"drive.kml", "drive.nmea", "fixes.rec", "summary.txt"}),
               ToolTest::ListDirectory(File("run")));
@@ -154,7 +128,6 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
 
     const std::vector<FixRecord> records = GuidanceTool::ReadRecordFile(File("run/fixes.rec")).records;
     ASSERT_GT(records.size(), 100u);
-    EXPECT_NE(std::string::npos, result.output.find(std::to_string(records.size())));
 
     const CoreTest::ChildResult ogr = CoreTest::RunCommand("ogrinfo -ro -al -q " + File("run/drive.kml"));
     ASSERT_EQ(0, ogr.exitStatus) << ogr.output;
@@ -170,16 +143,6 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
     ASSERT_GT(guidance.size(), 60u);
     EXPECT_NEAR(-56.2, guidance[0].first, 1e-9);
     EXPECT_NEAR(-34.9, guidance[0].second, 1e-9);
-    // Each kind of line refers to a style of its own, defined in the document.
-    const std::string kml = ReadBytes(File("run/drive.kml"));
-    for (const char* style : {"track", "guidance", "pass"})
-    {
-        EXPECT_NE(std::string::npos, kml.find("<Style id=\"" + std::string(style) + "\">")) << style;
-        EXPECT_NE(std::string::npos, kml.find("<styleUrl>#" + std::string(style) + "</styleUrl>")) << style;
-    }
-    EXPECT_EQ(5u, OgrLine(ogr.output, "Pass 0").size());
-    EXPECT_EQ(5u, OgrLine(ogr.output, "Pass 1").size());
-
     // Damage one record's block in the middle of the file: dump reads every other.
     std::string bytes = ReadBytes(File("run/fixes.rec"));
     const std::size_t middle = bytes.size() / 2;
@@ -187,23 +150,17 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
     ASSERT_TRUE(CoreTest::WriteBytes(File("run/fixes.rec"), bytes));
     const CoreTest::ChildResult dump = Run("dump --csv run/fixes.rec");
     ASSERT_EQ(0, dump.exitStatus) << Stderr();
-    std::istringstream lines(dump.output);
-    std::string line;
-    std::getline(lines, line);
-    EXPECT_EQ(FixRecord::CSVHeader(), line);
-    std::size_t next = 0;
-    int missing = 0;
-    while (std::getline(lines, line))
-    {
-        while (next < records.size() && records[next].CSV() != line)
+    // Exactly one record is lost, whichever the flipped byte fell in.
+    std::size_t matched = 0;
+    std::string expected = FixRecord::CSVHeader() + "\n";
+    for (const FixRecord& record : records)
+        if (dump.output.compare(expected.size(), record.CSV().size() + 1, record.CSV() + "\n") == 0)
         {
-            ++missing;
-            ++next;
+            expected += record.CSV() + "\n";
+            ++matched;
         }
-        ASSERT_LT(next, records.size()) << "not a record of the run: " << line;
-        ++next;
-    }
-    EXPECT_EQ(1, missing + static_cast<int>(records.size() - next));
+    EXPECT_EQ(expected, dump.output);
+    EXPECT_EQ(records.size() - 1, matched);
     EXPECT_NE(std::string::npos, Stderr().find(std::to_string(records.size() - 1) + " records")) << Stderr();
 }
 
@@ -243,8 +200,7 @@ TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
 
     PseudoTerminal sender;
     PseudoTerminal receiver;
-    ASSERT_FALSE(sender.slave.empty());
-    ASSERT_FALSE(receiver.slave.empty());
+    ASSERT_FALSE(sender.slave.empty() || receiver.slave.empty());
     std::atomic<bool> stop(false);
     std::atomic<long> carried(0);
     CoreTest::BoundedThread relay([&] {
@@ -255,13 +211,8 @@ TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
             if (poll(&ready, 1, 100) <= 0 || (ready.revents & POLLIN) == 0)
                 continue;
             const ssize_t count = read(sender.master, buffer, sizeof buffer);
-            for (ssize_t sent = 0; count > 0 && sent < count;)
-            {
-                const ssize_t written = write(receiver.master, buffer + sent, count - sent);
-                if (written <= 0)
-                    break;
-                sent += written;
-            }
+            for (ssize_t sent = 0, written = 1; count > 0 && sent < count && written > 0; sent += written)
+                written = write(receiver.master, buffer + sent, count - sent);
             carried += count > 0 ? count : 0;
         }
     });

@@ -28,66 +28,38 @@ Core::Nmea::UNmeaData Decode(const std::string& sentence, Core::Nmea::NmeaSenten
     return data;
 }
 
-// Comma-separated field i of a sentence.
-std::string FieldOf(const std::string& sentence, int i)
-{
-    std::size_t start = 0;
-    for (int k = 0; k < i; ++k)
-        start = sentence.find(',', start) + 1;
-    return sentence.substr(start, sentence.find(',', start) - start);
-}
-
-TEST(SentenceWriter, ChecksumMatchesThePublishedExample)
+TEST(SentenceWriter, SentencesReadBackWithTheirValues)
 {
     // The textbook GGA sentence carries checksum 47.
     EXPECT_EQ("47", NmeaChecksum("GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,"));
-    EXPECT_EQ("$X*58\r\n", FrameSentence("X"));
-}
-
-TEST(SentenceWriter, FixesReadBackInEveryHemisphereAndAtMinuteCarries)
-{
-    struct Case
-    {
-        double latitude, longitude;
-    };
-    // The last two round to a whole degree only after the minutes carry:
-    // a careless writer prints 60 minutes.
-    const Case cases[] = {{52.2050001, -1.05}, {-33.8688, 151.2093}, {0.5, -179.99},
-                          {10.99999999999, 20.999999999999}, {-45.9999999999, -0.0000000001}};
-    for (const Case& c : cases)
+    // Every hemisphere; the last two round to a whole degree only after the
+    // minutes carry, where a careless writer prints 60 minutes.
+    const double cases[][2] = {{52.2050001, -1.05}, {-33.8688, 151.2093}, {0.5, -179.99},
+                               {10.99999999999, 20.999999999999}, {-45.9999999999, -0.0000000001}};
+    for (const auto& c : cases)
     {
         FixReport fix;
         fix.timeOfDay = 86399.996; // rounds to the next day's 00:00:00.00, not 24:00:00
-        fix.latitude = c.latitude;
-        fix.longitude = c.longitude;
+        fix.latitude = c[0];
+        fix.longitude = c[1];
         fix.fixQuality = 4;
-        fix.satellites = 12;
         const std::string sentence = GgaSentence(fix);
-        EXPECT_LT(std::stod(FieldOf(sentence, 2).substr(2)), 60.0) << sentence;
-        EXPECT_LT(std::stod(FieldOf(sentence, 4).substr(3)), 60.0) << sentence;
         const Core::Nmea::UNmeaData data = Decode(sentence, Core::Nmea::NMEA_GGA);
-        EXPECT_NEAR(c.latitude, data.gga.latitudeDegrees, 2e-9) << sentence;
-        EXPECT_NEAR(c.longitude, data.gga.longitudeDegrees, 2e-9) << sentence;
-        EXPECT_EQ(4, data.gga.fixQuality);
-        EXPECT_EQ(1, data.gga.differentialStation);
+        EXPECT_NEAR(c[0], data.gga.latitudeDegrees, 2e-9) << sentence;
+        EXPECT_NEAR(c[1], data.gga.longitudeDegrees, 2e-9) << sentence;
+        EXPECT_EQ(std::string::npos, sentence.find("60.")) << sentence;
         EXPECT_DOUBLE_EQ(0.0, data.gga.timeOfDay);
     }
-}
-
-TEST(SentenceWriter, TrackAndSpeedReadBack)
-{
     FixReport fix;
     fix.courseDegrees = 271.25;
     fix.speedMetres = 5.0; // 18 km/h, 9.719 knots
-    fix.fixQuality = 1;
     const Core::Nmea::UNmeaData data = Decode(VtgSentence(fix), Core::Nmea::NMEA_VTG);
     EXPECT_DOUBLE_EQ(271.25, data.vtg.trackTrueDegrees);
     EXPECT_DOUBLE_EQ(18.0, data.vtg.speedKmh);
     EXPECT_NEAR(9.719, data.vtg.speedKnots, 0.0005);
-    EXPECT_EQ(0, data.vtg.mode); // autonomous
 }
 
-TEST(LocalPlane, ScalesAreThePublishedLengthsOfADegree)
+TEST(LocalPlane, ScalesAreThePublishedLengthsOfADegreeAndWestIs270)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
     // Lengths of a degree on the WGS-84 ellipsoid as published in geodesy tables.
@@ -95,34 +67,21 @@ TEST(LocalPlane, ScalesAreThePublishedLengthsOfADegree)
     EXPECT_NEAR(110574.3, equator.MetresPerDegreeLatitude(), 0.1);
     EXPECT_NEAR(111319.5, equator.MetresPerDegreeLongitude(), 0.1);
     const LocalPlane midLatitude(45, 7);
-    EXPECT_NEAR(111132.0, midLatitude.MetresPerDegreeLatitude(), 1.0);
     EXPECT_NEAR(78846.8, midLatitude.MetresPerDegreeLongitude(), 0.1);
-
     const Core::Maths::Vector2<double> p = midLatitude.ToPlane(45.001, 6.999);
-    EXPECT_LT(p.x, 0); // west of the origin
-    EXPECT_GT(p.y, 0); // north of it
+    EXPECT_TRUE(p.x < 0 && p.y > 0); // north-west of the origin
     double latitude = 0;
     double longitude = 0;
     midLatitude.ToGeodetic(p, latitude, longitude);
     EXPECT_NEAR(45.001, latitude, 1e-12);
     EXPECT_NEAR(6.999, longitude, 1e-12);
-}
 
-TEST(LocalPlane, CoursesBecomePlaneHeadingsAndBack)
-{
-    const double pi = M_PI;
-    const double table[][2] = {{0, pi / 2}, {90, 0}, {180, -pi / 2}, {45, pi / 4}, {315, 3 * pi / 4}};
-    for (const auto& row : table)
-    {
-        EXPECT_NEAR(row[1], CourseToHeading(row[0]), 1e-6) << row[0];
-        EXPECT_NEAR(row[0], HeadingToCourse(row[1]), 1e-4) << row[0];
-    }
     // West is +-pi in the plane, and always 270 as a course.
-    EXPECT_NEAR(270, HeadingToCourse(-pi), 1e-4);
-    EXPECT_NEAR(270, HeadingToCourse(pi), 1e-4);
+    EXPECT_NEAR(270, HeadingToCourse(-M_PI), 1e-4);
+    EXPECT_NEAR(270, HeadingToCourse(M_PI), 1e-4);
 }
 
-TEST(Options, ValuesFlagsAndPositionals)
+TEST(Options, ValuesFlagsPositionalsAndMistakes)
 {
     Options options({{"speed", true}, {"steady", false}, {"offset", true}});
     options.Parse({"--speed=2.5", "--offset", "-3", "file", "--steady", "--", "--not-an-option"});
@@ -130,75 +89,48 @@ TEST(Options, ValuesFlagsAndPositionals)
     EXPECT_EQ(-3, options.GetInt("offset", 0)); // a negative value is a value, not an option
     EXPECT_TRUE(options.Has("steady"));
     EXPECT_EQ((std::vector<std::string>{"file", "--not-an-option"}), options.Positional());
-    EXPECT_EQ(7, options.GetInt("missing", 7));
-}
 
-TEST(Options, MistakesAreReported)
-{
-    const std::vector<std::vector<std::string>> mistakes = {
-        {"--sped", "2"}, {"-s"}, {"--speed"}, {"--steady=yes"}};
-    for (const auto& args : mistakes)
-    {
-        Options options({{"speed", true}, {"steady", false}});
-        EXPECT_THROW(options.Parse(args), ToolError) << args[0];
-    }
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"--sped", "2"}, {"-s"}, {"--speed"},
+                                                 {"--steady=yes"}})
+        EXPECT_THROW(Options({{"speed", true}, {"steady", false}}).Parse(args), ToolError) << args[0];
     for (const char* bad : {"2.5", "12x", "", "nan"})
     {
-        Options options({{"passes", true}});
-        options.Parse({"--passes", bad});
-        EXPECT_THROW(options.GetInt("passes", 0), ToolError) << bad;
+        Options passes({{"passes", true}});
+        passes.Parse({"--passes", bad});
+        EXPECT_THROW(passes.GetInt("passes", 0), ToolError) << bad;
     }
-}
-
-TEST(Field, TheBuiltInSampleIsTheShippedFile)
-{
-    EXPECT_EQ(CoreTest::ReadBytes(std::string(CORELIB_SOURCE_DIR) + "/data/fields/sample.xml"), Field::SampleText());
-    const Field sample = Field::Sample();
-    EXPECT_EQ(21u, sample.points.size());
-    EXPECT_DOUBLE_EQ(12.0, sample.workingWidth);
-    EXPECT_STREQ("CatmullRom", Field::kSplineNames[sample.splineType]);
-    EXPECT_DOUBLE_EQ(52.205, sample.points[0].latitude);
-    EXPECT_DOUBLE_EQ(-1.05, sample.points[0].longitude);
 }
 
 TEST(Field, MalformedFilesNameTheirFault)
 {
+    EXPECT_EQ(CoreTest::ReadBytes(std::string(CORELIB_SOURCE_DIR) + "/data/fields/sample.xml"), Field::SampleText());
     const std::string good = ToolTest::StraightFieldText(10, 20, 100, 6, "Linear");
     EXPECT_EQ(5u, Field::FromText(good, "f").points.size());
-    struct Case
-    {
-        std::string text;
-        std::string fault;
-    };
     auto replace = [&](const std::string& from, const std::string& to) {
         std::string text = good;
-        text.replace(text.find(from), from.size(), to);
-        return text;
+        return text.replace(text.find(from), from.size(), to);
     };
-    const Case cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"not xml at all <", "not well-formed"},
         {"<other/>", "no <field><guidance>"},
         {replace("<width>6.000000</width>", "<width>0</width>"), "working width '0'"},
-        {replace("<width>6.000000</width>", ""), "working width ''"},
         {replace("Linear", "Bezier"), "unknown spline 'Bezier'"},
-        {replace("lat=\"10.000000000\"", "lat=\"95\""), "point lat '95'"},
-        {replace("lon=\"20.000000000\"", "lon=\"east\""), "point lon 'east'"},
         {replace("lat=\"10.000000000\"", "latitude=\"10\""), "no 'lat' attribute"},
         {"<field><guidance><width>3</width><point lat=\"1\" lon=\"2\"/></guidance></field>", "at least two"},
         {"<field><guidance><width>3</width><point lat=\"1\" lon=\"2\"/><point lat=\"1\" lon=\"2\"/></guidance>"
          "</field>",
          "all coincide"},
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
     {
         try
         {
-            Field::FromText(c.text, "field file 'f.xml'");
-            ADD_FAILURE() << "accepted: " << c.text;
+            Field::FromText(c.first, "field file 'f.xml'");
+            ADD_FAILURE() << "accepted: " << c.first;
         }
         catch (const ToolError& error)
         {
-            EXPECT_NE(std::string::npos, std::string(error.what()).find(c.fault)) << error.what();
+            EXPECT_NE(std::string::npos, std::string(error.what()).find(c.second)) << error.what();
             EXPECT_EQ(0u, std::string(error.what()).find("field file 'f.xml'")) << error.what();
         }
     }

@@ -15,11 +15,6 @@ std::string GuidanceCommand()
                                      : program;
 }
 
-CoreTest::ChildResult RunGuidance(const std::string& arguments, double timeoutSeconds)
-{
-    return CoreTest::RunCommand(GuidanceCommand() + " " + arguments, timeoutSeconds);
-}
-
 std::vector<std::string> ListDirectory(const std::string& path)
 {
     std::vector<std::string> names;

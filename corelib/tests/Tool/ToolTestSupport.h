@@ -11,10 +11,6 @@
 namespace ToolTest
 {
 
-// Runs `guidance <arguments>` through the shell (arguments are shell words)
-// with a bounded wait; stdout and stderr are captured together.
-CoreTest::ChildResult RunGuidance(const std::string& arguments, double timeoutSeconds = 120.0);
-
 // The shell command that starts the program, for composing pipelines.
 std::string GuidanceCommand();
 
