@@ -41,7 +41,7 @@ int SamplesPerPoint()
 {
     if (const char* samples = std::getenv("DURABILITY_SAMPLES"))
         return std::atoi(samples);
-    return CoreTest::kTargetEmulated || CoreTest::kSanitized ? 4 : 16;
+    return CoreTest::kTargetEmulated || CoreTest::kSanitized ? 8 : 64;
 }
 
 // One run of one writer: what it was given, what it acknowledged, and how a
@@ -161,7 +161,7 @@ std::string ExpectOneOf(const PowerLoss::State& state, const std::string& name,
 class BlockFileScenario : public Scenario
 {
 public:
-    static const int kBlocks = 6;
+    static const int kBlocks = 8;
 
     static std::string Payload(int index) { return Contents("block" + std::to_string(index), 40 + 260 * index); }
 
