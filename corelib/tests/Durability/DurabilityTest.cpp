@@ -253,6 +253,7 @@ TEST(DurabilityTest, BlockFileKeepsEveryAcknowledgedBlockAndNoTornOne)
 {
     const Figures figures = Campaign("block file", [](const FileFault*) { return std::make_unique<BlockFileScenario>(); });
     EXPECT_EQ(0, figures.violations);
+    EXPECT_GT(figures.faults, 0) << "the writer bypasses the file layer";
 }
 
 // ---- Whole-file replacement --------------------------------------------
@@ -320,7 +321,10 @@ public:
             break;
         }
         m_faultFired = m_fault != nullptr && power.Fired();
-        m_reportedFailure = !ok;
+        // A KML document reports nothing after opening, but one whose bytes
+        // could not all be written must not replace the old file.
+        m_reportedFailure =
+            !ok || (m_writer == KML && m_faultFired && m_fault->op == FileOp::Write && m_fault->error != 0);
         if (ok && !Unreported())
             power.Acknowledge();
     }
@@ -338,12 +342,25 @@ public:
         // The XML writer renames whatever reached its temporary file.
         if (m_faultFired && m_writer == XML && (m_fault->op == FileOp::Write || m_fault->op == FileOp::Sync))
             return exists ? "" : Name() + " is missing";
+        if (state.live && StrayFiles(state))
+            return "a temporary file is left behind";
         if (state.live && m_reportedFailure)
             return ExpectOneOf(state, Name(), {&m_old});
         return ExpectOneOf(state, Name(), {&m_old, &m_new});
     }
 
 private:
+    // True when the live directory holds more than the final name, which
+    // only some contracts allow: SafeFileCopy keeps the temporary file of a
+    // failed copy, WriteFile that of an unreported rename, and nobody can
+    // remove a file whose unlink failed.
+    bool StrayFiles(const PowerLoss::State& state) const
+    {
+        if (m_writer == SafeCopy || (m_faultFired && (m_fault->op == FileOp::Unlink || m_fault->op == FileOp::Rename)))
+            return false;
+        return CoreTest::ListDirectory(state.directory) != std::vector<std::string>{Name()};
+    }
+
     std::string Name() const { return m_writer == XML ? "doc.xml" : m_writer == KML ? "track.kml" : "data"; }
 
     // True when the writer's contract does not report the injected fault, so
@@ -420,6 +437,7 @@ TEST(DurabilityTest, ReplacedFilesHoldOneWholeVersion)
             return std::make_unique<ReplacementScenario>(chosen, fault);
         });
         EXPECT_EQ(0, figures.violations);
+        EXPECT_GT(figures.faults, 0) << "the writer bypasses the file layer";
     }
 }
 
