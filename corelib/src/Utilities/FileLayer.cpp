@@ -154,7 +154,8 @@ bool SyncDirectoryOf(const std::string& path)
     const int fd = Files().Open(DirectoryOf(path).c_str(), O_RDONLY | O_DIRECTORY, 0);
     if (fd < 0)
         return false;
-    const bool synced = Files().Sync(fd) == 0;
+    // A filesystem that cannot sync directories (EINVAL) offers nothing more.
+    const bool synced = Files().Sync(fd) == 0 || errno == EINVAL;
     Files().Close(fd);
     return synced;
 }
