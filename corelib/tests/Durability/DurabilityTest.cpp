@@ -68,12 +68,16 @@ struct Figures
     int violations = 0;
 };
 
-// Appends one writer's figures to the results file that the test command prints.
+// Adds one writer's figures to the results file that the test command
+// prints; the program's first report starts the file afresh.
 void Report(const std::string& writer, const Figures& figures)
 {
+    static bool first = true;
     const std::string directory = std::string(CORELIB_BINARY_DIR) + "/test-results";
     mkdir(directory.c_str(), 0755);
-    if (std::FILE* out = std::fopen((directory + "/durability.txt").c_str(), "a"))
+    std::FILE* out = std::fopen((directory + "/durability.txt").c_str(), first ? "w" : "a");
+    first = false;
+    if (out != nullptr)
     {
         std::fprintf(out, "durability: %s %ld states, %d faults, %d violations\n", writer.c_str(), figures.states,
                      figures.faults, figures.violations);
