@@ -1,5 +1,6 @@
 #include "Formats/AppendOnlyFile.h"
 
+#include "IO/ByteOrder.h"
 #include "IO/Checksums.h"
 
 #include <fcntl.h>
@@ -23,12 +24,9 @@ const unsigned int kFirstBodyChunk = 64 * 1024;
 // The big-endian field of width bytes at p, read straight from the bytes:
 // the reader decodes two fields per block and a buffer object per field
 // would cost more than the decoding.
-unsigned int BigEndianField(const unsigned char* p, int width)
+unsigned int BigEndianField(const unsigned char* p, unsigned int width)
 {
-    unsigned int value = 0;
-    for (int i = 0; i < width; ++i)
-        value = value << 8 | p[i];
-    return value;
+    return static_cast<unsigned int>(IO::LoadBigEndian(p, width));
 }
 
 } // namespace
