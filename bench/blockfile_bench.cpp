@@ -131,7 +131,7 @@ public:
     bool AgreeChecked() const { return Agree() && m_checked == m_blocks; }
 
 private:
-    static const std::size_t kHeader = 12;
+    static const std::size_t kHeader = Core::AppendOnlyFileBase::kHeaderSize;
     // A four-byte big-endian field.
     static std::size_t Field(const unsigned char* p)
     {
