@@ -53,8 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::size_t blocks = 0;
     while (store.ReadBlock(tag, payload))
     {
-        // Each block takes at least its 12 header bytes.
-        if (++blocks * 12 > size)
+        // Each block takes at least its header.
+        if (++blocks * Core::AppendOnlyFileBase::kHeaderSize > size)
             std::abort();
         payload.Reset();
     }

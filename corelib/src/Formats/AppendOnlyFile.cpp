@@ -1,5 +1,6 @@
 #include "Formats/AppendOnlyFile.h"
 
+#include "IO/ByteOrder.h"
 #include "IO/Checksums.h"
 #include "Utilities/FileLayer.h"
 
@@ -25,13 +26,14 @@ const unsigned int kFirstBodyChunk = 64 * 1024;
 // The big-endian field of width bytes at p, read straight from the bytes:
 // the reader decodes two fields per block and a buffer object per field
 // would cost more than the decoding.
-unsigned int BigEndianField(const unsigned char* p, int width)
+unsigned int BigEndianField(const unsigned char* p, unsigned int width)
 {
-    unsigned int value = 0;
-    for (int i = 0; i < width; ++i)
-        value = value << 8 | p[i];
-    return value;
+    return static_cast<unsigned int>(IO::LoadBigEndian(p, width));
 }
+
+// Where the tag and the CRC sit in a block.
+const int kTagOffset = AppendOnlyFileBase::kPreambleSize;
+const int kCrcOffset = kTagOffset + 2;
 
 } // namespace
 
@@ -61,7 +63,48 @@ bool AppendOnlyFileBase::WriteBlock(unsigned short tag, const IO::CDataBuffer& p
     return Flush();
 }
 
+const unsigned char* AppendOnlyFileBase::Peek(int, int&)
+{
+    return nullptr;
+}
+
+void AppendOnlyFileBase::Skip(int length)
+{
+    SeekRead(TellRead() + length);
+}
+
 bool AppendOnlyFileBase::ReadBlock(unsigned short& tag, IO::CDataBuffer& payload)
+{
+    return ReadPeekedBlock(tag, payload) || SearchBlock(tag, payload);
+}
+
+bool AppendOnlyFileBase::ReadPeekedBlock(unsigned short& tag, IO::CDataBuffer& payload)
+{
+    // The next candidate: a sync mark at the read position and a length that
+    // fits in memory the store offers.
+    int available = 0;
+    const unsigned char* block = Peek(kHeaderSize, available);
+    if (block == nullptr || block[0] != kSyncByte1 || block[1] != kSyncByte2)
+        return false;
+    const unsigned int length = BigEndianField(block + 2, 4);
+    if (length < kBodyOverhead || length > static_cast<unsigned int>(INT_MAX - kPreambleSize))
+        return false;
+    const int blockSize = kPreambleSize + static_cast<int>(length);
+    if (available < blockSize && (block = Peek(blockSize, available)) == nullptr)
+        return false;
+
+    // Its validation: a payload that fails its CRC is left for the search,
+    // which rejects it and resynchronises exactly as for any other damage.
+    const unsigned int payloadLength = length - kBodyOverhead;
+    if (CRC32(block + kHeaderSize, static_cast<int>(payloadLength)).m_crc != BigEndianField(block + kCrcOffset, 4))
+        return false;
+    tag = static_cast<unsigned short>(BigEndianField(block + kTagOffset, 2));
+    payload.Add(block + kHeaderSize, payloadLength);
+    Skip(blockSize);
+    return true;
+}
+
+bool AppendOnlyFileBase::SearchBlock(unsigned short& tag, IO::CDataBuffer& payload)
 {
     // The look-ahead always holds the next kPreambleSize unread bytes: the
     // candidate's sync mark and length. A short refill means fewer bytes remain
@@ -226,6 +269,48 @@ int AppendOnlyFile::FillReadBuffer()
         m_bufferLength = count;
     }
     return count;
+}
+
+bool AppendOnlyFile::TopUpReadBuffer(int length)
+{
+    if (m_bufferPosition == m_bufferLength)
+    {
+        if (FillReadBuffer() <= 0)
+            return false;
+    }
+    else if (m_bufferPosition > 0)
+    {
+        const int unread = m_bufferLength - m_bufferPosition;
+        std::memmove(m_readBuffer.get(), m_readBuffer.get() + m_bufferPosition, static_cast<std::size_t>(unread));
+        m_bufferOffset += m_bufferPosition;
+        m_bufferLength = unread;
+        m_bufferPosition = 0;
+    }
+    // The descriptor stands just past the buffered bytes.
+    while (m_bufferLength < length)
+    {
+        const ssize_t count = ::read(m_fd, m_readBuffer.get() + m_bufferLength,
+                                     static_cast<std::size_t>(kReadBufferSize - m_bufferLength));
+        if (count <= 0)
+            return false;
+        m_bufferLength += static_cast<int>(count);
+    }
+    return true;
+}
+
+const unsigned char* AppendOnlyFile::Peek(int length, int& available)
+{
+    if (m_fd < 0 || length > kReadBufferSize)
+        return nullptr;
+    if (m_bufferLength - m_bufferPosition < length && !TopUpReadBuffer(length))
+        return nullptr;
+    available = m_bufferLength - m_bufferPosition;
+    return m_readBuffer.get() + m_bufferPosition;
+}
+
+void AppendOnlyFile::Skip(int length)
+{
+    m_bufferPosition += length;
 }
 
 int AppendOnlyFile::Read(unsigned char* buffer, int length)

@@ -72,7 +72,26 @@ public:
     // SeekRead(0); returns its result.
     int Reset();
 
+protected:
+    // The bytes at the read position, at least length of them, in memory the
+    // store keeps, without consuming them; available is set to how many
+    // there are. nullptr when the store cannot offer length bytes so (fewer
+    // remain, or it keeps no such memory), and the reader then reads them.
+    // Valid until the next operation on the store. This one always returns
+    // nullptr.
+    virtual const unsigned char* Peek(int length, int& available);
+    // Consumes length bytes. Requires: the last Peek returned at least length
+    // bytes, and no operation on the store came in between.
+    virtual void Skip(int length);
+
 private:
+    // The intact block at the read position taken straight from Peek, the
+    // common case of a reader going through undamaged blocks. Consumes
+    // nothing and returns false for anything else, which ReadBlock's search
+    // then handles.
+    bool ReadPeekedBlock(unsigned short& tag, IO::CDataBuffer& payload);
+    // Searches forward for the next intact block, reading it piece by piece.
+    bool SearchBlock(unsigned short& tag, IO::CDataBuffer& payload);
     // Appends exactly length bytes read from the store to payload, growing it
     // only as bytes arrive so that a damaged length never causes a large
     // allocation. False when fewer arrive; payload is then longer than what
@@ -103,6 +122,11 @@ public:
     // fsync.
     bool Flush() override;
 
+protected:
+    // Offers up to one read buffer's worth of bytes, reading ahead as needed.
+    const unsigned char* Peek(int length, int& available) override;
+    void Skip(int length) override;
+
 private:
     // Bytes fetched from the file per buffered read.
     static const int kReadBufferSize = 64 * 1024;
@@ -117,6 +141,9 @@ private:
     int ReadDirect(unsigned char* buffer, int length);
     // Refills the buffer at the read position; the count read, 0 or less at the end or on error.
     int FillReadBuffer();
+    // Moves the unread bytes to the front of the buffer and reads behind them
+    // until length bytes are buffered; false at the end or on error.
+    bool TopUpReadBuffer(int length);
 
     int m_fd;
     std::unique_ptr<unsigned char[]> m_readBuffer;

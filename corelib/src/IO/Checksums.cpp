@@ -1,5 +1,7 @@
 #include "IO/Checksums.h"
 
+#include "IO/ByteOrder.h"
+
 #if defined(__x86_64__) && defined(__GNUC__)
 #define CORELIB_CRC32_CLMUL 1
 #include <immintrin.h>
@@ -250,11 +252,8 @@ void CFCS16::Update(const unsigned char* data, int length)
 
 void CFCS16::Update(int value)
 {
-    const unsigned int v = static_cast<unsigned int>(value);
-    const unsigned char bytes[4] = {static_cast<unsigned char>(v >> 24),
-                                    static_cast<unsigned char>(v >> 16),
-                                    static_cast<unsigned char>(v >> 8),
-                                    static_cast<unsigned char>(v)};
+    unsigned char bytes[4];
+    Core::IO::StoreBigEndian(bytes, static_cast<unsigned int>(value), 4);
     Update(bytes, 4);
 }
 

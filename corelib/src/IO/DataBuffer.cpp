@@ -1,5 +1,7 @@
 #include "IO/DataBuffer.h"
 
+#include "IO/ByteOrder.h"
+
 #include <cstring>
 #include <limits>
 #include <new>
@@ -197,10 +199,7 @@ void CDataBuffer::AddUnsigned(unsigned long long v, unsigned int width)
 {
     unsigned char* out = AppendSpace(width);
     if (m_endianness == BigEndian)
-    {
-        for (unsigned int i = width; i-- > 0; v >>= 8)
-            out[i] = static_cast<unsigned char>(v);
-    }
+        StoreBigEndian(out, v, width);
     else
     {
         for (unsigned int i = 0; i < width; ++i, v >>= 8)
@@ -369,10 +368,7 @@ unsigned long long CDataBuffer::TakeUnsigned(unsigned int width) const
     const unsigned char* in = m_data + m_readPos;
     unsigned long long v = 0;
     if (m_endianness == BigEndian)
-    {
-        for (unsigned int i = 0; i < width; ++i)
-            v = v << 8 | in[i];
-    }
+        v = LoadBigEndian(in, width);
     else
     {
         for (unsigned int i = width; i-- > 0;)

@@ -1,5 +1,9 @@
 #include "IO/Encodings.h"
 
+#include "IO/ByteOrder.h"
+
+#include <cstring>
+
 namespace Core
 {
 namespace IO
@@ -10,6 +14,20 @@ namespace
 
 // A plain array, so that encoding works even before static strings are built.
 const char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+// Every 12-bit value as its two Base64 characters, so that a group of three
+// bytes becomes four characters in two look-ups.
+struct Base64Pairs
+{
+    char pair[4096][2];
+    Base64Pairs()
+    {
+        for (unsigned int i = 0; i < 4096; ++i)
+        {
+            pair[i][0] = kBase64Alphabet[i >> 6];
+            pair[i][1] = kBase64Alphabet[i & 0x3F];
+        }
+    }
+};
 const unsigned int kAscii85Radix = 85;
 const unsigned int kAscii85Digits = 5;
 
@@ -24,15 +42,14 @@ std::string CBase64::Encode(const CDataBuffer& data)
     // Sized once and filled by index: four characters per group of three bytes.
     std::string text((static_cast<std::size_t>(n) + 2) / 3 * 4, '\0');
     char* out = &text[0];
+    // Built on first use, so that encoding works even from static constructors.
+    static const Base64Pairs pairs;
     unsigned int i = 0;
     for (; i + 3 <= n; i += 3, out += 4)
     {
-        const unsigned int group = static_cast<unsigned int>(bytes[i]) << 16 |
-                                   static_cast<unsigned int>(bytes[i + 1]) << 8 | bytes[i + 2];
-        out[0] = kBase64Alphabet[group >> 18];
-        out[1] = kBase64Alphabet[(group >> 12) & 0x3F];
-        out[2] = kBase64Alphabet[(group >> 6) & 0x3F];
-        out[3] = kBase64Alphabet[group & 0x3F];
+        const unsigned int group = static_cast<unsigned int>(LoadBigEndian(bytes + i, 3));
+        std::memcpy(out, pairs.pair[group >> 12], 2);
+        std::memcpy(out + 2, pairs.pair[group & 0xFFF], 2);
     }
     if (i < n)
     {

@@ -17,6 +17,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace Core
 {
@@ -233,35 +234,6 @@ bool NestsDeeperThan(const char* p, unsigned int limit)
         }
     }
     return false;
-}
-
-// Copies the attributes and children of a parsed node into to.
-void CopyContents(const rapidxml::xml_node<char>& from, XMLNode& to)
-{
-    for (const rapidxml::xml_attribute<char>* a = from.first_attribute(); a != nullptr; a = a->next_attribute())
-    {
-        to.AddAttribute(a->name(), static_cast<unsigned int>(a->name_size()), a->value(),
-                        static_cast<unsigned int>(a->value_size()));
-    }
-    for (const rapidxml::xml_node<char>* child = from.first_node(); child != nullptr; child = child->next_sibling())
-    {
-        switch (child->type())
-        {
-        case rapidxml::node_element:
-            CopyContents(*child, *to.AddNode(child->name(), static_cast<unsigned int>(child->name_size())));
-            break;
-        case rapidxml::node_data:
-        case rapidxml::node_cdata:
-            to.AddData(child->value(), static_cast<unsigned int>(child->value_size()));
-            break;
-        case rapidxml::node_comment:
-            to.AddComment(std::string(child->value(), child->value_size()));
-            break;
-        default:
-            std::printf("ignoring node\n");
-            break;
-        }
-    }
 }
 
 } // namespace
@@ -502,6 +474,106 @@ void XMLNode::AppendNode(std::string& out, const std::string& indent, unsigned i
     out += ">\n";
 }
 
+// ---------------------------------------------------------------- XMLNodeRecycler
+
+// Builds a parsed tree out of the nodes, attribute entries and strings of the
+// tree it replaces, so that parsing into a document again allocates and frees
+// almost nothing: nodes move between lists by splicing, attribute entries
+// move between maps as node handles, and strings are assigned into the
+// capacity they already have. What is left over is freed with the recycler.
+class XMLNodeRecycler
+{
+public:
+    // Takes over root's children and attributes and empties its data.
+    explicit XMLNodeRecycler(XMLNode& root)
+    {
+        m_nodes.splice(m_nodes.end(), root.m_children);
+        TakeAttributes(root);
+        root.m_data.clear();
+    }
+
+    // Copies the attributes and children of a parsed node into to.
+    void CopyContents(const rapidxml::xml_node<char>& from, XMLNode& to)
+    {
+        for (const rapidxml::xml_attribute<char>* a = from.first_attribute(); a != nullptr; a = a->next_attribute())
+            AddAttribute(to, a->name(), a->name_size(), a->value(), a->value_size());
+        for (const rapidxml::xml_node<char>* child = from.first_node(); child != nullptr; child = child->next_sibling())
+        {
+            switch (child->type())
+            {
+            case rapidxml::node_element:
+                CopyContents(*child, AddNode(to, child->name(), child->name_size(), XMLElementNode));
+                break;
+            case rapidxml::node_data:
+            case rapidxml::node_cdata:
+                to.AddData(child->value(), static_cast<unsigned int>(child->value_size()));
+                break;
+            case rapidxml::node_comment:
+                AddNode(to, child->value(), child->value_size(), XMLCommentNode);
+                break;
+            default:
+                std::printf("ignoring node\n");
+                break;
+            }
+        }
+    }
+
+    // Appends to parent a child with that name and type and nothing else.
+    XMLNode& AddNode(XMLNode& parent, const char* name, std::size_t length, XMLNodeType type)
+    {
+        if (m_nodes.empty())
+        {
+            parent.m_children.emplace_back(&parent, name, static_cast<unsigned int>(length), type);
+            return parent.m_children.back();
+        }
+        // Spare nodes are taken in the order of the old tree, a node before
+        // its children, which is the order they were allocated in.
+        const std::list<XMLNode>::iterator node = m_nodes.begin();
+        m_nodes.splice(std::next(node), node->m_children);
+        TakeAttributes(*node);
+        parent.m_children.splice(parent.m_children.end(), m_nodes, node);
+        node->m_parent = &parent;
+        node->m_type = type;
+        node->m_name.assign(name, length);
+        node->m_data.clear();
+        return *node;
+    }
+
+private:
+    typedef std::map<std::string, std::string> Attributes;
+
+    // Sets the attribute as XMLNode::AddAttribute does: a repeated name keeps
+    // the last value.
+    void AddAttribute(XMLNode& node, const char* name, std::size_t nameLength, const char* value,
+                      std::size_t valueLength)
+    {
+        if (m_attributes.empty())
+        {
+            node.AddAttribute(name, static_cast<unsigned int>(nameLength), value, static_cast<unsigned int>(valueLength));
+            return;
+        }
+        Attributes::node_type entry = std::move(m_attributes.back());
+        m_attributes.pop_back();
+        entry.key().assign(name, nameLength);
+        entry.mapped().assign(value, valueLength);
+        Attributes::insert_return_type result = node.m_attributes.insert(std::move(entry));
+        if (!result.inserted)
+        {
+            result.position->second.assign(value, valueLength);
+            m_attributes.push_back(std::move(result.node));
+        }
+    }
+
+    void TakeAttributes(XMLNode& node)
+    {
+        while (!node.m_attributes.empty())
+            m_attributes.push_back(node.m_attributes.extract(node.m_attributes.begin()));
+    }
+
+    std::list<XMLNode> m_nodes;
+    std::vector<Attributes::node_type> m_attributes;
+};
+
 // ---------------------------------------------------------------- XMLDocument
 
 XMLDocument::XMLDocument() : m_current(&m_root), m_root(nullptr, "ROOT", XMLElementNode)
@@ -565,7 +637,7 @@ bool XMLDocument::ParseBuffer(char* text, std::size_t length)
     // be cleared: it then restarts at the root rather than dangle.
     if (m_current != nullptr)
         m_current = &m_root;
-    m_root.Clear();
+    XMLNodeRecycler recycler(m_root);
     m_root.Name("ROOT");
 
     // The parser stops at a zero byte, which would silently drop the rest.
@@ -596,7 +668,7 @@ bool XMLDocument::ParseBuffer(char* text, std::size_t length)
     bool copied = false;
     for (const rapidxml::xml_node<char>* node = parsed->first_node(); node != nullptr; node = node->next_sibling())
     {
-        CopyContents(*node, *m_root.AddNode(node->name(), static_cast<unsigned int>(node->name_size())));
+        recycler.CopyContents(*node, recycler.AddNode(m_root, node->name(), node->name_size(), XMLElementNode));
         copied = true;
     }
     return copied;

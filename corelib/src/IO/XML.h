@@ -102,6 +102,9 @@ public:
     void AppendXML(std::string& out, const std::string& indent) const;
 
 private:
+    // Rebuilds a parsed tree out of the previous tree's nodes.
+    friend class XMLNodeRecycler;
+
     std::map<std::string, std::string> m_attributes;
     std::list<XMLNode> m_children;
     XMLNode* m_parent;

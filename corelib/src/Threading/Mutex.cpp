@@ -130,8 +130,13 @@ int Conditional::Value() const
 
 void Conditional::Value(int value)
 {
-    m_value.store(value, std::memory_order_relaxed);
+    Store(value);
     Broadcast();
+}
+
+void Conditional::Store(int value)
+{
+    m_value.store(value, std::memory_order_relaxed);
 }
 
 void Conditional::Signal()

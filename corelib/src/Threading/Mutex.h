@@ -109,6 +109,11 @@ public:
     // Stores the state word and wakes every waiter.
     // Requires: the caller holds the associated mutex.
     void Value(int value);
+    // Stores the state word and wakes no one: for a word nobody waits on, or
+    // when the caller wakes the waiters itself after unlocking, so that they
+    // do not wake only to block on the mutex it still holds.
+    // Requires: the caller holds the associated mutex.
+    void Store(int value);
 
     void Signal();
     void Broadcast();

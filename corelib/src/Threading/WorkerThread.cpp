@@ -5,36 +5,10 @@
 namespace Core
 {
 
-WorkerThread::ItemQueue::ItemQueue() : m_head(new Node{nullptr, nullptr}), m_tail(m_head) {}
-
-WorkerThread::ItemQueue::~ItemQueue()
+WorkerThread::Item WorkerThread::TakeFront(ItemQueue& queue)
 {
-    while (m_head != nullptr)
-    {
-        Node* next = m_head->next;
-        delete m_head->item;
-        delete m_head;
-        m_head = next;
-    }
-}
-
-void WorkerThread::ItemQueue::Append(std::unique_ptr<Item> item)
-{
-    Node* node = new Node{nullptr, nullptr};
-    node->item = item.release();
-    m_tail->next = node;
-    m_tail = node;
-}
-
-std::unique_ptr<WorkerThread::Item> WorkerThread::ItemQueue::Remove()
-{
-    // The first real node gives up its item and becomes the new dummy head.
-    Node* oldHead = m_head;
-    Node* first = oldHead->next;
-    std::unique_ptr<Item> item(first->item);
-    first->item = nullptr;
-    m_head = first;
-    delete oldHead;
+    Item item = std::move(queue.front());
+    queue.pop_front();
     return item;
 }
 
@@ -54,43 +28,51 @@ WorkerThread::~WorkerThread() {}
 
 void WorkerThread::SetOutstanding(int value)
 {
-    MutexGuard guard(m_outstandingMutex);
-    m_outstanding.Value(value);
+    {
+        MutexGuard guard(m_outstandingMutex);
+        m_outstanding.Store(value);
+    }
+    // A Drain() that saw the old value is already waiting, so it cannot miss
+    // this wake-up; the owner joins the worker before destroying the object.
+    m_outstanding.Broadcast();
 }
 
 void WorkerThread::AddItem(BoundPtr work, BoundPtr completion)
 {
     // Counted before the item is queued, from an unlocked look at the queue.
     SetOutstanding(m_workCount.Value() + 1);
-    MutexGuard guard(m_workMutex);
-    // Moved, not copied: the caller's parameters are released after the lock
-    // is gone, and must not touch a count the worker may be changing.
-    m_workQueue.Append(std::unique_ptr<Item>(new Item{std::move(work), std::move(completion)}));
-    m_workCount.Value(m_workCount.Value() + 1);
+    {
+        MutexGuard guard(m_workMutex);
+        // Moved, not copied: the caller's parameters are released after the
+        // lock is gone, and must not touch a count the worker may be changing.
+        m_workQueue.push_back(Item{std::move(work), std::move(completion)});
+        m_workCount.Store(m_workCount.Value() + 1);
+    }
+    m_workCount.Broadcast();
 }
 
 void WorkerThread::AddForegroundItem(BoundPtr work)
 {
     MutexGuard guard(m_foregroundMutex);
-    m_foregroundQueue.Append(std::unique_ptr<Item>(new Item{BoundPtr(), std::move(work)}));
-    m_foregroundCount.Value(m_foregroundCount.Value() + 1);
+    m_foregroundQueue.push_back(Item{BoundPtr(), std::move(work)});
+    m_foregroundCount.Store(m_foregroundCount.Value() + 1);
 }
 
 void WorkerThread::Process()
 {
     for (;;)
     {
-        std::unique_ptr<Item> item;
+        Item item;
         {
             MutexGuard guard(m_foregroundMutex);
             if (m_foregroundCount.Value() <= 0)
             {
                 return;
             }
-            item = m_foregroundQueue.Remove();
-            m_foregroundCount.Value(m_foregroundCount.Value() - 1);
+            item = TakeFront(m_foregroundQueue);
+            m_foregroundCount.Store(m_foregroundCount.Value() - 1);
         }
-        item->completion->Execute();
+        item.completion->Execute();
     }
 }
 
@@ -124,20 +106,20 @@ void WorkerThread::Run()
 {
     while (m_running.load(std::memory_order_relaxed))
     {
-        std::unique_ptr<Item> item;
+        Item item;
         {
             ConditionalGuard guard(m_workCount, m_workMutex, ConditionalGuard::CONDITION_GREATER_THAN, 0);
-            item = m_workQueue.Remove();
-            m_workCount.Value(m_workCount.Value() - 1);
+            item = TakeFront(m_workQueue);
+            m_workCount.Store(m_workCount.Value() - 1);
         }
-        item->work->Execute();
-        if (item->completion)
+        item.work->Execute();
+        if (item.completion)
         {
             // The work travels with its completion, so it stays alive until
             // the completion has run; the worker keeps no share of either.
             MutexGuard guard(m_foregroundMutex);
-            m_foregroundQueue.Append(std::move(item));
-            m_foregroundCount.Value(m_foregroundCount.Value() + 1);
+            m_foregroundQueue.push_back(std::move(item));
+            m_foregroundCount.Store(m_foregroundCount.Value() + 1);
         }
         SetOutstanding(m_workCount.Value());
     }

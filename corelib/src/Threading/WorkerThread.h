@@ -15,6 +15,7 @@
 #include "Threading/Thread.h"
 
 #include <atomic>
+#include <deque>
 #include <memory>
 
 namespace Core
@@ -76,37 +77,23 @@ private:
         BoundPtr completion;
     };
 
-    // A FIFO of items as a singly linked list with a dummy head node.
-    class ItemQueue
-    {
-    public:
-        ItemQueue();
-        // Frees the nodes and the items still in them.
-        ~ItemQueue();
-        ItemQueue(const ItemQueue&) = delete;
-        ItemQueue& operator=(const ItemQueue&) = delete;
+    // Items by value in blocks of several, so that queueing one allocates
+    // nothing in the steady state.
+    typedef std::deque<Item> ItemQueue;
 
-        void Append(std::unique_ptr<Item> item);
-        // The oldest item. Requires: the queue is not empty.
-        std::unique_ptr<Item> Remove();
+    // Takes the oldest item. Requires: queue is not empty.
+    static Item TakeFront(ItemQueue& queue);
 
-    private:
-        struct Node
-        {
-            Item* item;
-            Node* next;
-        };
-        Node* m_head;
-        Node* m_tail;
-    };
-
-    // Sets the outstanding-work count under its own lock.
+    // Sets the outstanding-work count under its own lock and wakes Drain()
+    // after unlocking.
     void SetOutstanding(int value);
 
     Mutex m_workMutex;
+    // Only the worker waits on it, to rise above 0.
     Conditional m_workCount;
     ItemQueue m_workQueue;
     Mutex m_foregroundMutex;
+    // Nobody waits on it: Process() takes what is there and returns.
     Conditional m_foregroundCount;
     ItemQueue m_foregroundQueue;
     // Read at the top of every round without a lock.

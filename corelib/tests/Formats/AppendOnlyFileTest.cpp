@@ -297,4 +297,36 @@ TEST_F(AppendOnlyDiskFileTest, LargeAndDamagedBlocksReadBackThroughTheFile)
     EXPECT_EQ(std::vector<Block>(written.begin() + 1, written.end()), ReadAllBlocks(file));
 }
 
+TEST_F(AppendOnlyDiskFileTest, FileReadsTheSameBlocksAsTheByteLevelReader)
+{
+    // The file reader takes intact blocks from its read-ahead buffer and
+    // leaves everything else to the byte-level search that the in-memory
+    // store uses. Blocks of every size around the 64 KiB buffer, with damage
+    // scattered through them, must come out the same from both.
+    std::mt19937 random(11);
+    MemoryFile memory;
+    for (int i = 0; i < 200; ++i)
+    {
+        const std::size_t size = i % 10 == 0 ? 60000 + random() % 10000 : random() % 300;
+        std::string payload(size, '\0');
+        for (char& c : payload)
+            c = static_cast<char>(random() % 3 == 0 ? 0x5A : random());
+        ASSERT_TRUE(memory.WriteBlock(static_cast<unsigned short>(i), CDataBuffer(payload)));
+    }
+    for (int damage = 0; damage < 40; ++damage)
+    {
+        const std::size_t at = random() % memory.m_bytes.size();
+        memory.m_bytes[at] = static_cast<char>(memory.m_bytes[at] ^ (1 << random() % 8));
+    }
+    memory.m_bytes.resize(memory.m_bytes.size() - 50);
+    ASSERT_TRUE(CoreTest::WriteBytes(m_path, memory.m_bytes));
+
+    AppendOnlyFile file;
+    ASSERT_TRUE(file.Open(m_path));
+    const std::vector<Block> expected = ReadAllBlocks(memory);
+    EXPECT_GT(expected.size(), 120u);
+    EXPECT_EQ(expected, ReadAllBlocks(file));
+    EXPECT_EQ(memory.TellRead(), file.TellRead());
+}
+
 } // namespace
