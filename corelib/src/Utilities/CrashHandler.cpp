@@ -218,7 +218,7 @@ void CrashHandler::CrashHandlerFn(int signal, siginfo_t* info, void* context)
     if (present)
     {
         const std::string fileName = "module_" + self.m_name + "_" + std::to_string(static_cast<long>(std::time(nullptr))) + ".txt";
-        stick = std::fopen(("/mnt/usb/" + fileName).c_str(), "wt");
+        stick = std::fopen((kUSBMountPoint + fileName).c_str(), "wt");
     }
     // Written under a working name and renamed when complete, so a crash
     // while writing leaves a ".partial" file, never a truncated ".crash".
