@@ -74,11 +74,19 @@ protected:
 
 TEST_F(FileUtilitiesTest, PathPiecesSplitOnlyAtTheLastSlashAndDot)
 {
-    const struct { const char* path; const char* name; const char* extension; const char* withoutExtension; } cases[] = {
-        {"archive.tar.gz", "archive.tar.gz", "gz", "archive.tar"}, {"/mnt/usb.d/file", "file", "", "/mnt/usb.d/file"},
-        {".profile", ".profile", "profile", ""},
-        // A trailing dot gives the extension "", so nothing is removed, not even the dot.
-        {"file.", "file.", "", "file."}, {"dir/name.", "name.", "", "dir/name."}};
+    struct PathCase
+    {
+        const char* path;
+        const char* name;
+        const char* extension;
+        const char* withoutExtension;
+    };
+    const PathCase cases[] = {{"archive.tar.gz", "archive.tar.gz", "gz", "archive.tar"},
+                              {"/mnt/usb.d/file", "file", "", "/mnt/usb.d/file"},
+                              {".profile", ".profile", "profile", ""},
+                              // A trailing dot gives the extension "", so nothing is removed, not even the dot.
+                              {"file.", "file.", "", "file."},
+                              {"dir/name.", "name.", "", "dir/name."}};
     for (const auto& c : cases)
     {
         EXPECT_EQ(c.name, GetFileName(c.path)) << c.path;
