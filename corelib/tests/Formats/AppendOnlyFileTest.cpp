@@ -1,6 +1,7 @@
 #include "Formats/AppendOnlyFile.h"
 
 #include "Support/ByteStrings.h"
+#include "Support/MemoryBlockStore.h"
 #include "Support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -16,48 +17,12 @@ using Core::AppendOnlyFileBase;
 using Core::IO::CDataBuffer;
 using CoreTest::Bytes;
 using CoreTest::Hex;
+using MemoryFile = CoreTest::MemoryBlockStore;
 
 namespace
 {
 
 using Block = std::pair<unsigned short, std::string>;  // tag and payload
-
-// The store in memory: appends move the read position to the end, as in the
-// file. Knobs make writes come up short or the flush fail, and the largest
-// read asked for is recorded.
-class MemoryFile : public AppendOnlyFileBase
-{
-public:
-    bool Open(const std::string&) override { return true; }
-    void Close() override {}
-    int Read(unsigned char* buffer, int length) override
-    {
-        m_largestRead = std::max(m_largestRead, length);
-        if (m_position >= m_bytes.size())
-            return 0;
-        const std::size_t count =
-            m_bytes.copy(reinterpret_cast<char*>(buffer), static_cast<std::size_t>(length), m_position);
-        m_position += count;
-        return static_cast<int>(count);
-    }
-    int Write(const unsigned char* data, int length) override
-    {
-        const int count = std::min(length, m_writeBudget);
-        m_writeBudget -= count;
-        m_bytes.append(reinterpret_cast<const char*>(data), static_cast<std::size_t>(count));
-        m_position = m_bytes.size();
-        return count;
-    }
-    int SeekRead(int offset) override { return static_cast<int>(m_position = static_cast<std::size_t>(offset)); }
-    int TellRead() override { return static_cast<int>(m_position); }
-    bool Flush() override { return m_flushSucceeds; }
-
-    std::string m_bytes;
-    std::size_t m_position = 0;
-    int m_writeBudget = 1 << 30;  // bytes that writes may still store
-    bool m_flushSucceeds = true;
-    int m_largestRead = 0;
-};
 
 // Every block from the start of the store.
 std::vector<Block> ReadAllBlocks(AppendOnlyFileBase& file)
@@ -217,9 +182,9 @@ TEST_F(AppendOnlyFileTest, IncompleteWritesAreReportedAndSkipped)
     Append(1, "first");
     m_file.m_writeBudget = 7;  // part of the next header only
     EXPECT_FALSE(m_file.WriteBlock(2, CDataBuffer(std::string("lost"))));
-    m_file.m_writeBudget = 12 + 2;  // the header and part of the payload
+    m_file.m_writeBudget = AppendOnlyFileBase::kHeaderSize + 2; // the header and part of the payload
     EXPECT_FALSE(m_file.WriteBlock(3, CDataBuffer(std::string("lost too"))));
-    m_file.m_writeBudget = 1 << 30;
+    m_file.m_writeBudget = INT_MAX;
     m_file.m_flushSucceeds = false;
     EXPECT_FALSE(m_file.WriteBlock(4, CDataBuffer(std::string("not synced"))));
     m_file.m_flushSucceeds = true;
