@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <string>
 #include <utility>
@@ -91,21 +92,23 @@ TEST_F(AppendOnlyFileTest, FlippedBytesAndGarbageLoseOnlyTheBlocksTheyTouch)
                                    Bytes({0x5A, 0xA5, 0, 0, 0, 40, 0, 1}), Bytes({0x5A, 0xA5, 0xFF, 0xFF, 0xFF, 0xFF}),
                                    Bytes({0x5A, 0xA5, 0, 0, 0, 6, 0, 1, 0, 0, 0, 1})};
     // Even seeds flip bytes, odd seeds insert garbage (also at the very end).
-    for (unsigned int seed = 0; seed < 600; ++seed)
+    const unsigned int kSeeds = 600;
+    const std::size_t kBlocks = 6, kMaxPayload = 40, kMaxDamages = 4, kMaxGarbageTail = 9;
+    for (unsigned int seed = 0; seed < kSeeds; ++seed)
     {
         std::mt19937 random(seed);
         const bool flip = seed % 2 == 0;
         m_file.m_bytes.clear();
         m_starts.clear();
         m_written.clear();
-        for (int i = 0; i < 6; ++i)
-            Append(static_cast<unsigned short>(random()), RiskyBytes(random, random() % 41));
-        std::vector<std::size_t> offsets(1 + random() % 4);
+        for (std::size_t i = 0; i < kBlocks; ++i)
+            Append(static_cast<unsigned short>(random()), RiskyBytes(random, random() % (kMaxPayload + 1)));
+        std::vector<std::size_t> offsets(1 + random() % kMaxDamages);
         for (std::size_t& at : offsets)
             at = random() % (m_file.m_bytes.size() + (flip ? 0 : 1));
         // From the back, so that the block starts still hold.
         std::sort(offsets.rbegin(), offsets.rend());
-        std::vector<bool> touched(6, false);
+        std::vector<bool> touched(kBlocks, false);
         for (std::size_t at : offsets)
         {
             const std::size_t block = std::upper_bound(m_starts.begin(), m_starts.end(), at) - m_starts.begin() - 1;
@@ -114,11 +117,12 @@ TEST_F(AppendOnlyFileTest, FlippedBytesAndGarbageLoseOnlyTheBlocksTheyTouch)
             if (flip)
                 m_file.m_bytes[at] = static_cast<char>(m_file.m_bytes[at] ^ (1 + random() % 255));
             else
-                m_file.m_bytes.insert(at, garbage[random() % 6] + RiskyBytes(random, random() % 10));
+                m_file.m_bytes.insert(at, garbage[random() % std::size(garbage)] +
+                                              RiskyBytes(random, random() % (kMaxGarbageTail + 1)));
         }
         const std::vector<Block> read = ReadAllBlocks(m_file);
         auto next = read.begin();
-        for (std::size_t i = 0; i < 6; ++i)
+        for (std::size_t i = 0; i < kBlocks; ++i)
         {
             if (touched[i])
                 continue;

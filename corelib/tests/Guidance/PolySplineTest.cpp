@@ -16,6 +16,8 @@ namespace
 
 typedef Core::SplineInterpolator Spline;
 
+// The tests pass spline types outside the enumerators; a fixed int makes them defined.
+static_assert(std::is_same_v<int, std::underlying_type_t<Spline::SplineTypes>>);
 // The spline's windowed override must not hide the poly-line's whole-line search.
 static_assert(std::is_same_v<bool, decltype(std::declval<const Core::PolySpline&>().DistanceToNearest(
                                        std::declval<const Vec3&>(), std::declval<unsigned int&>(),
