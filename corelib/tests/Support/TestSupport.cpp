@@ -45,10 +45,12 @@ std::string TempDir::File(const std::string& name) const
 
 std::vector<std::string> TempDir::List() const
 {
+    // readdir64, because the 32-bit readdir of the emulated device fails on
+    // hosts whose inode numbers do not fit in 32 bits.
     std::vector<std::string> names;
     if (DIR* dir = opendir(m_path.c_str()))
     {
-        while (dirent* entry = readdir(dir))
+        while (const dirent64* entry = readdir64(dir))
         {
             std::string name = entry->d_name;
             if (name != "." && name != "..")

@@ -13,7 +13,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <sstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -48,25 +47,6 @@ protected:
         const CoreTest::ChildResult child = RunInChild(body);
         EXPECT_TRUE(child.exited && child.exitStatus == 0) << child.output;
         return child.output;
-    }
-
-    // Entries of the temporary directory, sorted. readdir64, because the 32-bit
-    // readdir fails on hosts whose inode numbers do not fit in 32 bits.
-    std::vector<std::string> Entries() const
-    {
-        std::vector<std::string> names;
-        if (DIR* dir = opendir(m_dir.Path().c_str()))
-        {
-            while (const struct dirent64* entry = readdir64(dir))
-            {
-                const std::string name = entry->d_name;
-                if (name != "." && name != "..")
-                    names.push_back(name);
-            }
-            closedir(dir);
-        }
-        std::sort(names.begin(), names.end());
-        return names;
     }
 
     CoreTest::TempDir m_dir;
@@ -166,7 +146,7 @@ TEST_F(FileUtilitiesTest, WriteFileReplacesWholeOrNotAtAllAndLeavesNoTemporaryBe
                   std::fputs(WriteFile(path, std::string(10000, 'n')) ? "true" : "false", stdout);
               }));
     EXPECT_EQ(Pattern(5000), ReadBytes(path));
-    EXPECT_EQ(Names{"config.xml"}, Entries());
+    EXPECT_EQ(Names{"config.xml"}, m_dir.List());
 }
 
 TEST_F(FileUtilitiesTest, ConcurrentReaderSeesTheOldOrTheCompleteNewFile)
@@ -190,7 +170,7 @@ TEST_F(FileUtilitiesTest, ConcurrentReaderSeesTheOldOrTheCompleteNewFile)
     }
     writer.join();
     EXPECT_EQ(0, torn) << "of " << reads << " reads";
-    EXPECT_EQ(Names{"state"}, Entries());
+    EXPECT_EQ(Names{"state"}, m_dir.List());
 }
 
 TEST_F(FileUtilitiesTest, ExistsDeleteAndGlob)
