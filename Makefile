@@ -2,10 +2,11 @@
 #   make run     build the library and the guidance tool, run the demonstration
 #   make check   every test: host, sanitizers, the device's architecture, fuzzing
 #   make bench   optimised benchmarks with their comparison table
+#   make format-check / make format   check / lay out the changed C++ lines (scripts/format-check)
 JOBS ?= $(shell nproc)
 TESTS ?=
 
-.PHONY: all deps build run check test-host test-asan test-tsan test-ppc fuzz bench clean
+.PHONY: all deps build run check test-host test-asan test-tsan test-ppc fuzz bench format-check format clean
 
 all: build
 
@@ -30,6 +31,12 @@ fuzz: deps
 
 bench: deps
 	@bench/run
+
+format-check: deps
+	@scripts/check format
+
+format: deps
+	@scripts/format-check --fix
 
 clean:
 	rm -rf build

@@ -244,7 +244,7 @@ void CrashHandler::CrashHandlerFn(int signal, siginfo_t* info, void* context)
     if (present)
     {
         const std::string fileName = "module_" + self.m_name + "_" + std::to_string(static_cast<long>(std::time(nullptr))) + ".txt";
-        stick.reset(new FileReplacement("/mnt/usb/" + fileName, kStickLog));
+        stick.reset(new FileReplacement(kUSBMountPoint + fileName, kStickLog));
         if (!stick->Begin())
             stick.reset();
     }

@@ -3,7 +3,7 @@
 // terminate requests (SIGINT, SIGTERM). A crash writes
 // "/tmp/<name>_<seconds>.crash" (through a ".partial" file renamed when
 // complete) and, when the USB stick is present, a copy
-// "/mnt/usb/module_<name>_<seconds>.txt"; both hold the signal, the software
+// kUSBMountPoint + "module_<name>_<seconds>.txt"; both hold the signal, the software
 // version, the fault address, the instruction pointer and a symbolised
 // back-trace. Then the application's handlers for that signal run and the
 // process exits with status 0. A terminate request prints one line, runs the

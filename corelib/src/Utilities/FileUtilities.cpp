@@ -131,8 +131,10 @@ std::string GetFileExtension(const std::string& path)
 
 std::string RemoveFileExtension(const std::string& path)
 {
+    // A trailing dot starts no extension: "file." has the extension "" and so
+    // keeps its dot, like a path without any dot keeps all of itself.
     const size_t dot = ExtensionDot(path);
-    return dot == std::string::npos ? path : path.substr(0, dot);
+    return dot == std::string::npos || dot + 1 == path.size() ? path : path.substr(0, dot);
 }
 
 std::string GetParentPath(const std::string& path)
@@ -201,7 +203,7 @@ bool MountedFilesystemStatus(const std::string& path, unsigned int& freeKiB, uns
 
 bool USBStatus(unsigned int& freeKiB, unsigned int& totalKiB)
 {
-    return MountedFilesystemStatus("/mnt/usb/", freeKiB, totalKiB);
+    return MountedFilesystemStatus(kUSBMountPoint, freeKiB, totalKiB);
 }
 
 bool USBPresent()

@@ -1,6 +1,6 @@
 // File and filesystem utilities: whole-file reads and crash-safe replacement,
 // path pieces, file-name cleaning, directory syncing, and the size and presence
-// of the removable USB stick mounted at "/mnt/usb/".
+// of the removable USB stick mounted at kUSBMountPoint.
 // Threading: stateless; any function may be called from any thread.
 #ifndef CORELIB_UTILITIES_FILEUTILITIES_H
 #define CORELIB_UTILITIES_FILEUTILITIES_H
@@ -12,6 +12,10 @@ namespace Core
 {
 namespace Utilities
 {
+
+// Where the removable USB stick is mounted, with the trailing '/' so that a file
+// name can be appended directly.
+constexpr char kUSBMountPoint[] = "/mnt/usb/";
 
 // ---- Whole files ---------------------------------------------------------
 
@@ -49,7 +53,7 @@ std::string GetFileName(const std::string& path);
 // ".profile" gives "profile", "a.b/c" gives "".
 std::string GetFileExtension(const std::string& path);
 // The path without the '.' and extension that GetFileExtension finds; the whole
-// path when there is none.
+// path whenever GetFileExtension gives "", so "file." stays "file.".
 std::string RemoveFileExtension(const std::string& path);
 // The text before the last '/': "a/b/c" gives "a/b", "dir/" gives "dir" and
 // "/file" gives "" (the root is not returned as "/"). A path without '/' gives
@@ -78,7 +82,7 @@ void SyncParentDir(const std::string& path);
 // modulo 2^32 (32-bit arithmetic) divided by 1024, so filesystems of 4 GiB and
 // more report wrapped sizes.
 bool MountedFilesystemStatus(const std::string& path, unsigned int& freeKiB, unsigned int& totalKiB);
-// MountedFilesystemStatus of the USB stick's mount point "/mnt/usb/".
+// MountedFilesystemStatus of the USB stick's mount point kUSBMountPoint.
 bool USBStatus(unsigned int& freeKiB, unsigned int& totalKiB);
 // True when USBStatus succeeds with a total size above 0.
 bool USBPresent();

@@ -1,5 +1,7 @@
 #include "Utilities/Profiler.h"
 
+#include "Utilities/FileUtilities.h"
+
 #include <unistd.h>
 
 namespace Core
@@ -87,9 +89,8 @@ void Profiler::Exit()
 void Profiler::DumpData()
 {
     m_root.m_total = Time::Now() - m_root.m_start;
-    char path[64];
-    std::snprintf(path, sizeof path, "/mnt/usb/profile_%d.txt", static_cast<int>(getpid()));
-    std::FILE* file = std::fopen(path, "wt");
+    const std::string path = Utilities::kUSBMountPoint + ("profile_" + std::to_string(getpid()) + ".txt");
+    std::FILE* file = std::fopen(path.c_str(), "wt");
     if (!file)
         return;
     std::fputs("|                                    Name                                      "

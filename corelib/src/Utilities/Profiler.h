@@ -2,7 +2,7 @@
 // top of a scope records entry and exit; per call path the profiler keeps the
 // number of completed calls and their total, shortest and longest wall-clock
 // durations, and DumpData writes the tree as a fixed-width table onto the USB
-// stick ("/mnt/usb/profile_<pid>.txt").
+// stick (kUSBMountPoint + "profile_<pid>.txt").
 // Threading: no lock. The tree and the current node are shared by every
 // thread, so profile one thread at a time; tags in two threads at once corrupt
 // the call path.
@@ -70,7 +70,7 @@ public:
     // matched: an unmatched Exit closes the current node early.
     void Exit();
     // Sets the root's total to the time since the profiler was created, then
-    // replaces "/mnt/usb/profile_<pid>.txt" with the report; does nothing when
+    // replaces kUSBMountPoint + "profile_<pid>.txt" with the report; does nothing when
     // that file cannot be opened.
     void DumpData();
     // Writes the row of node, then its children's rows with prefix + "-".

@@ -37,9 +37,12 @@ std::string NameCell(const std::string& row)
     return row.substr(2, row.find(" | ", 2) - 2);
 }
 
+// Width of the report's name column; longer names widen their row.
+const size_t kNameWidth = 76;
+
 std::string Padded(const std::string& name)
 {
-    return name + std::string(76 - std::min<size_t>(name.size(), 76), ' ');
+    return name + std::string(kNameWidth - std::min(name.size(), kNameWidth), ' ');
 }
 
 // One call of name from file:line that lasts at least ms milliseconds.
@@ -138,8 +141,9 @@ TEST(ProfilerTest, DumpDataWritesTheReportOntoTheStick)
     EXPECT_EQ("|                                    Name                                      |  Calls  | First Called "
               "|  Total Time  |   Min Time   |   Avg Time   |   Max Time   | % of Total | % of Parent |",
               header);
-    EXPECT_EQ("|" + std::string(78, '-') + "|---------|--------------|--------------|--------------|--------------"
-              "|--------------|------------|-------------|",
+    EXPECT_EQ("|" + std::string(kNameWidth + 2, '-') +
+                  "|---------|--------------|--------------|--------------|--------------"
+                  "|--------------|------------|-------------|",
               rule);
     EXPECT_EQ(header.size(), root.size());
     const std::string rootStart = "| " + Padded("Overall") + " |       0 |  0.000000000 |";

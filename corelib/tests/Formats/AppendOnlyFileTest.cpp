@@ -1,11 +1,13 @@
 #include "Formats/AppendOnlyFile.h"
 
 #include "Support/ByteStrings.h"
+#include "Support/MemoryBlockStore.h"
 #include "Support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <string>
 #include <utility>
@@ -16,48 +18,12 @@ using Core::AppendOnlyFileBase;
 using Core::IO::CDataBuffer;
 using CoreTest::Bytes;
 using CoreTest::Hex;
+using MemoryFile = CoreTest::MemoryBlockStore;
 
 namespace
 {
 
 using Block = std::pair<unsigned short, std::string>;  // tag and payload
-
-// The store in memory: appends move the read position to the end, as in the
-// file. Knobs make writes come up short or the flush fail, and the largest
-// read asked for is recorded.
-class MemoryFile : public AppendOnlyFileBase
-{
-public:
-    bool Open(const std::string&) override { return true; }
-    void Close() override {}
-    int Read(unsigned char* buffer, int length) override
-    {
-        m_largestRead = std::max(m_largestRead, length);
-        if (m_position >= m_bytes.size())
-            return 0;
-        const std::size_t count =
-            m_bytes.copy(reinterpret_cast<char*>(buffer), static_cast<std::size_t>(length), m_position);
-        m_position += count;
-        return static_cast<int>(count);
-    }
-    int Write(const unsigned char* data, int length) override
-    {
-        const int count = std::min(length, m_writeBudget);
-        m_writeBudget -= count;
-        m_bytes.append(reinterpret_cast<const char*>(data), static_cast<std::size_t>(count));
-        m_position = m_bytes.size();
-        return count;
-    }
-    int SeekRead(int offset) override { return static_cast<int>(m_position = static_cast<std::size_t>(offset)); }
-    int TellRead() override { return static_cast<int>(m_position); }
-    bool Flush() override { return m_flushSucceeds; }
-
-    std::string m_bytes;
-    std::size_t m_position = 0;
-    int m_writeBudget = 1 << 30;  // bytes that writes may still store
-    bool m_flushSucceeds = true;
-    int m_largestRead = 0;
-};
 
 // Every block from the start of the store.
 std::vector<Block> ReadAllBlocks(AppendOnlyFileBase& file)
@@ -126,21 +92,23 @@ TEST_F(AppendOnlyFileTest, FlippedBytesAndGarbageLoseOnlyTheBlocksTheyTouch)
                                    Bytes({0x5A, 0xA5, 0, 0, 0, 40, 0, 1}), Bytes({0x5A, 0xA5, 0xFF, 0xFF, 0xFF, 0xFF}),
                                    Bytes({0x5A, 0xA5, 0, 0, 0, 6, 0, 1, 0, 0, 0, 1})};
     // Even seeds flip bytes, odd seeds insert garbage (also at the very end).
-    for (unsigned int seed = 0; seed < 600; ++seed)
+    const unsigned int kSeeds = 600;
+    const std::size_t kBlocks = 6, kMaxPayload = 40, kMaxDamages = 4, kMaxGarbageTail = 9;
+    for (unsigned int seed = 0; seed < kSeeds; ++seed)
     {
         std::mt19937 random(seed);
         const bool flip = seed % 2 == 0;
         m_file.m_bytes.clear();
         m_starts.clear();
         m_written.clear();
-        for (int i = 0; i < 6; ++i)
-            Append(static_cast<unsigned short>(random()), RiskyBytes(random, random() % 41));
-        std::vector<std::size_t> offsets(1 + random() % 4);
+        for (std::size_t i = 0; i < kBlocks; ++i)
+            Append(static_cast<unsigned short>(random()), RiskyBytes(random, random() % (kMaxPayload + 1)));
+        std::vector<std::size_t> offsets(1 + random() % kMaxDamages);
         for (std::size_t& at : offsets)
             at = random() % (m_file.m_bytes.size() + (flip ? 0 : 1));
         // From the back, so that the block starts still hold.
         std::sort(offsets.rbegin(), offsets.rend());
-        std::vector<bool> touched(6, false);
+        std::vector<bool> touched(kBlocks, false);
         for (std::size_t at : offsets)
         {
             const std::size_t block = std::upper_bound(m_starts.begin(), m_starts.end(), at) - m_starts.begin() - 1;
@@ -149,11 +117,12 @@ TEST_F(AppendOnlyFileTest, FlippedBytesAndGarbageLoseOnlyTheBlocksTheyTouch)
             if (flip)
                 m_file.m_bytes[at] = static_cast<char>(m_file.m_bytes[at] ^ (1 + random() % 255));
             else
-                m_file.m_bytes.insert(at, garbage[random() % 6] + RiskyBytes(random, random() % 10));
+                m_file.m_bytes.insert(at, garbage[random() % std::size(garbage)] +
+                                              RiskyBytes(random, random() % (kMaxGarbageTail + 1)));
         }
         const std::vector<Block> read = ReadAllBlocks(m_file);
         auto next = read.begin();
-        for (std::size_t i = 0; i < 6; ++i)
+        for (std::size_t i = 0; i < kBlocks; ++i)
         {
             if (touched[i])
                 continue;
@@ -217,9 +186,9 @@ TEST_F(AppendOnlyFileTest, IncompleteWritesAreReportedAndSkipped)
     Append(1, "first");
     m_file.m_writeBudget = 7;  // part of the next header only
     EXPECT_FALSE(m_file.WriteBlock(2, CDataBuffer(std::string("lost"))));
-    m_file.m_writeBudget = 12 + 2;  // the header and part of the payload
+    m_file.m_writeBudget = AppendOnlyFileBase::kHeaderSize + 2; // the header and part of the payload
     EXPECT_FALSE(m_file.WriteBlock(3, CDataBuffer(std::string("lost too"))));
-    m_file.m_writeBudget = 1 << 30;
+    m_file.m_writeBudget = INT_MAX;
     m_file.m_flushSucceeds = false;
     EXPECT_FALSE(m_file.WriteBlock(4, CDataBuffer(std::string("not synced"))));
     m_file.m_flushSucceeds = true;

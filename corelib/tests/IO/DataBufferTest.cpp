@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 using Core::IO::CDataBuffer;
@@ -15,6 +17,16 @@ using CoreTest::Hex;
 
 namespace
 {
+
+// The constructors must not compete: the borrowing form needs its byte order
+// spelled out, so three arguments always mean the copying form.
+static_assert(!std::is_constructible_v<CDataBuffer, unsigned char*, unsigned int, bool>);
+static_assert(std::is_constructible_v<CDataBuffer, unsigned char*, unsigned int, CDataBuffer::Endianness>);
+static_assert(std::is_constructible_v<CDataBuffer, unsigned char*, unsigned int, bool, CDataBuffer::Endianness>);
+// Moves must not throw, so containers of buffers move rather than copy them.
+static_assert(std::is_nothrow_move_constructible_v<CDataBuffer> && std::is_nothrow_move_assignable_v<CDataBuffer>);
+// Any 32-bit value is a defined byte order (zero big-endian, the rest little-endian).
+static_assert(std::is_same_v<std::uint32_t, std::underlying_type_t<CDataBuffer::Endianness>>);
 
 // The written bytes of a buffer as hex, for readable comparisons.
 std::string Written(const CDataBuffer& b)

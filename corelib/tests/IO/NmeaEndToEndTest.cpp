@@ -1,17 +1,12 @@
-// A receiver's sentences travel through a pseudo-terminal into the serial
-// port, are reassembled into lines and decoded; and sentences written by an
-// independent program are decoded back to the track they came from.
+// Sentences written by an independent program decode back to the track they
+// came from. (Bytes through the serial port are SerialTest's; a whole drive
+// through pseudo-terminals is the guidance tool's test.)
 #include "IO/NmeaParser.h"
-#include "IO/Serial.h"
 
-#include "NmeaSentences.h"
-#include "PseudoTerminal.h"
 #include "Support/TestSupport.h"
 
-#include <chrono>
 #include <cmath>
 #include <sstream>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -21,112 +16,7 @@ using namespace Core::Nmea;
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-
 const double kDegree = M_PI / 180.0;
-
-// One sentence the simulated receiver sends and the values it carries: time,
-// latitude and longitude for GGA, true track, knots and km/h for VTG.
-struct SentSentence { std::string text; bool intact; double values[3]; }; // intact: undamaged, fields complete
-
-// A receiver moving north-west at 10 Hz, GGA then VTG each epoch, positions
-// written from whole ten-thousandths of a minute so the expected degrees are
-// exact fractions. Every seventh sentence has one byte damaged after its
-// checksum was computed, and one GGA arrives with an empty fix quality.
-std::vector<SentSentence> ReceiverSentences(int epochs)
-{
-    std::vector<SentSentence> sent;
-    char body[160];
-    for (int i = 0; i < epochs; ++i)
-    {
-        int lat = 123180 + 7 * i, lon = 73080 + 11 * i;  // 52 12.3180 N, 0 07.3080 W onwards
-        std::snprintf(body, sizeof(body),
-                      "GPGGA,0830%05.2f,52%02d.%04d,N,000%02d.%04d,W,%s,08,0.9,12.5,M,47.0,M,1.5,0042", i * 0.1,
-                      lat / 10000, lat % 10000, lon / 10000, lon % 10000, i == 6 ? "" : "2");
-        sent.push_back({CoreTest::Sentence(body), i != 6, {30600 + i * 0.1, 52 + lat / 600000.0, -lon / 600000.0}});
-        double track = 31.5 + i, knots = 5.0 + 0.5 * i;
-        std::snprintf(body, sizeof(body), "GPVTG,%.1f,T,,M,%.2f,N,%.2f,K,D", track, knots, knots * 1.852);
-        sent.push_back({CoreTest::Sentence(body), true, {track, knots, knots * 1.852}});
-    }
-    for (size_t k = 3; k < sent.size(); k += 7)
-    {
-        sent[k].text[10] ^= 0x01;
-        sent[k].intact = false;
-    }
-    return sent;
-}
-
-void ExpectDecoded(const SentSentence& expected, const std::string& line)
-{
-    NmeaSentenceTypes type = NMEA_UNSUPPORTED;
-    UNmeaData data;
-    ASSERT_EQ(expected.intact ? 0 : -1, CNmeaParser::ParseNmeaData(type, line, data)) << line;
-    if (!expected.intact)
-        return;
-    const bool gga = type == NMEA_GGA;
-    ASSERT_TRUE(gga || type == NMEA_VTG) << line;
-    const double got[] = {gga ? data.gga.timeOfDay : data.vtg.trackTrueDegrees,
-                          gga ? data.gga.latitudeDegrees : data.vtg.speedKnots,
-                          gga ? data.gga.longitudeDegrees : data.vtg.speedKmh};
-    for (int i = 0; i < 3; ++i)
-        EXPECT_NEAR(expected.values[i], got[i], gga || i < 2 ? 1e-9 : 0.006) << line;
-    EXPECT_EQ(gga ? 42 : 1, gga ? data.gga.differentialStation : data.vtg.mode) << line;
-}
-
-TEST(NmeaEndToEnd, TenHertzStreamThroughASerialPortLosesNothing)
-{
-    const int kEpochs = 24;
-    const std::vector<SentSentence> sent = ReceiverSentences(kEpochs);
-    std::string stream;
-    std::vector<size_t> epochEnds;
-    for (size_t k = 0; k < sent.size(); ++k)
-    {
-        stream += sent[k].text;
-        if (k % 2 == 1)
-            epochEnds.push_back(stream.size());
-    }
-
-    CoreTest::PseudoTerminal pty;
-    Core::IO::Serial port(pty.SlavePath(), 115200, Core::Time::Milliseconds(250));
-    ASSERT_TRUE(port.Open());
-
-    // The receiver sends one burst per epoch, but not along line boundaries:
-    // odd epochs hold back the last 17 bytes of their VTG for the next burst,
-    // and every burst goes out in two writes a few milliseconds apart.
-    std::thread receiver([&] {
-        auto start = Clock::now();
-        size_t from = 0;
-        for (int i = 0; i < kEpochs; ++i)
-        {
-            std::this_thread::sleep_until(start + std::chrono::milliseconds(100 * i));
-            size_t to = (i % 2 == 1 && i + 1 < kEpochs) ? epochEnds[i] - 17 : epochEnds[i];
-            size_t middle = from + (to - from) / 3;
-            pty.Send(stream.substr(from, middle - from));
-            std::this_thread::sleep_for(std::chrono::milliseconds(3));
-            pty.Send(stream.substr(middle, to - middle));
-            from = to;
-        }
-    });
-
-    // Lines end at LF; reads are small so that lines straddle them.
-    std::vector<std::string> lines;
-    std::string pending;
-    const auto deadline = Clock::now() + std::chrono::seconds(60);
-    while (lines.size() < sent.size() && Clock::now() < deadline)
-    {
-        pending += port.Read(64);
-        for (size_t end; (end = pending.find('\n')) != std::string::npos; pending.erase(0, end + 1))
-            lines.push_back(pending.substr(0, end + 1));
-    }
-    receiver.join();
-
-    ASSERT_EQ(sent.size(), lines.size()) << "sentences lost";
-    for (size_t k = 0; k < sent.size(); ++k)
-    {
-        ASSERT_EQ(sent[k].text, lines[k]) << "sentence " << k << " altered in transit";
-        ExpectDecoded(sent[k], lines[k]);
-    }
-}
 
 // A point of data/nmea/track.gpx.
 struct TrackPoint { double latitude, longitude, elevation, secondsOfDay; };

@@ -4,8 +4,8 @@
 
 #include <cmath>
 #include <cstring>
-#include <random>
 #include <tuple>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ namespace
 // The widely published examples; they sum to 0x47 and 0x48.
 const char kGGA[] = "GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,";
 const char kVTG[] = "GPVTG,054.7,T,034.4,M,005.5,N,010.2,K";
-const double kLatitude = 48 + 7.038 / 60, kDegree = M_PI / 180;
+const double kLatitude = 48 + 7.038 / 60, kLongitude = 11 + 31.0 / 60, kDegree = M_PI / 180;
 
 // The body with field index replaced.
 std::string WithField(const std::string& body, size_t index, const std::string& value)
@@ -28,6 +28,9 @@ std::string WithField(const std::string& body, size_t index, const std::string& 
         start = body.find(',', start) + 1;
     return body.substr(0, start) + value + body.substr(std::min(body.find(',', start), body.size()));
 }
+
+// The tests pass types outside the enumerators; a fixed int makes them defined.
+static_assert(std::is_same_v<int, std::underlying_type_t<NmeaSentenceTypes>>);
 
 class NmeaParserTest : public ::testing::Test
 {
@@ -52,7 +55,7 @@ TEST_F(NmeaParserTest, ExamplesDecodeEveryField)
     EXPECT_EQ(NMEA_GGA, m_type);
     EXPECT_DOUBLE_EQ(12 * 3600 + 35 * 60 + 19, gga.timeOfDay);
     EXPECT_NEAR(kLatitude * kDegree, gga.latitudeRadians, 1e-12);
-    EXPECT_NEAR(11 + 31.0 / 60, gga.longitudeDegrees, 1e-12);
+    EXPECT_NEAR(kLongitude, gga.longitudeDegrees, 1e-12);
     EXPECT_EQ(0, gga.latitudeHemisphere + gga.longitudeHemisphere);
     EXPECT_EQ(std::make_tuple(1, 8, 0.9, 545.4, 46.9, -1.0),
               std::make_tuple(gga.fixQuality, gga.satellitesInUse, gga.hdop, gga.altitude, gga.geoidSeparation,
@@ -99,35 +102,43 @@ TEST_F(NmeaParserTest, SentencesAreNamedByTheThreeLettersAfterAnyTalker)
     EXPECT_STREQ("Unsupported", CNmeaParser::GetName(NmeaSentenceTypes(-1)));
 }
 
-TEST_F(NmeaParserTest, GGAFieldRules)
+TEST_F(NmeaParserTest, OnlyExactUpperCaseNorthAndEastArePositive)
 {
-    // Only exact upper-case N and E are positive; the equator in the south is +0.
     const struct { const char *lat, *lon; int latCode, lonCode; } hemispheres[] = {
         {"S", "W", 1, 1}, {"n", "e", 1, 1}, {"Nx", "Ey", 0, 0}};
     for (const auto& c : hemispheres)
     {
         ASSERT_EQ(0, Parse(Sentence(WithField(WithField(kGGA, 3, c.lat), 5, c.lon)))) << c.lat << c.lon;
         EXPECT_NEAR((c.latCode ? -1 : 1) * kLatitude, gga.latitudeDegrees, 1e-9) << c.lat;
-        EXPECT_NEAR((c.lonCode ? -1 : 1) * (11 + 31.0 / 60) * kDegree, gga.longitudeRadians, 1e-9) << c.lon;
+        EXPECT_NEAR((c.lonCode ? -1 : 1) * kLongitude * kDegree, gga.longitudeRadians, 1e-9) << c.lon;
         EXPECT_EQ(c.latCode * 10 + c.lonCode, gga.latitudeHemisphere * 10 + gga.longitudeHemisphere);
     }
     ASSERT_EQ(0, Parse(Sentence(WithField(WithField(kGGA, 2, "0000.000"), 3, "S"))));
-    EXPECT_FALSE(std::signbit(gga.latitudeDegrees));
+    EXPECT_FALSE(std::signbit(gga.latitudeDegrees)) << "the equator in the south is +0";
+}
 
+TEST_F(NmeaParserTest, GGARejectsMalformedRequiredFieldsOnly)
+{
     const std::pair<std::string, int> cases[] = {
         {WithField(kGGA, 1, "noon"), -1}, {WithField(kGGA, 3, ""), -1}, {WithField(kGGA, 6, ""), -1},
         {WithField(kGGA, 6, "-1"), -1},   {WithField(kGGA, 9, "high"), -1}, {WithField(kGGA, 10, ""), 0},
         {WithField(kGGA, 10, "F"), -1},   {WithField(kGGA, 12, "meters"), 0}, {WithField(kGGA, 13, "x"), -1}};
     for (const auto& c : cases)
         EXPECT_EQ(c.second, Parse(Sentence(c.first))) << c.first;
+}
 
+TEST_F(NmeaParserTest, EmptyOptionalFieldsReadAsMinusOneAndAFailureKeepsWhatWasDecoded)
+{
     ASSERT_EQ(0, Parse(Sentence(WithField(WithField(kGGA, 1, "235959.99"), 7, ""))));
     EXPECT_NEAR(86399.99, gga.timeOfDay, 1e-6);
-    EXPECT_EQ(-1, gga.satellitesInUse) << "an empty optional field reads as -1";
+    EXPECT_EQ(-1, gga.satellitesInUse);
     EXPECT_EQ(-1, Parse(Sentence(WithField(kGGA, 6, "x"))));
     EXPECT_NEAR(kLatitude, gga.latitudeDegrees, 1e-9) << "decoded fields stay";
     EXPECT_EQ(0, gga.satellitesInUse) << "later fields stay cleared";
+}
 
+TEST_F(NmeaParserTest, NumbersWithLeadingZerosAreDecimal)
+{
     // Receivers pad with zeros; an automatic base would read "010" as octal.
     // The station id is read through the attached checksum.
     ASSERT_EQ(0, Parse(Sentence(WithField(WithField(WithField(kGGA, 6, "010"), 7, "09"), 13, "2.5") + "0010")));
@@ -165,25 +176,21 @@ TEST_F(NmeaParserTest, VTGModeUnitsAndEmptyFields)
         EXPECT_EQ(c.second, Parse(Sentence(c.first))) << c.first;
 }
 
+// Random junk and damaged sentences are the sentence fuzzer's work; these are
+// the extremes a careless decoder overflows or misreads.
 TEST_F(NmeaParserTest, HostileInputGivesAResultCodeAndAClearedRecord)
 {
     std::vector<std::string> inputs = {
-        "", "$", "$GPGGA,*", std::string("$GPGGA\0,1,2", 11), std::string(100000, 'A'),
-        "$GPGGA" + std::string(1000000, ','), std::string(4000, '*'), std::string("$") + kGGA + "*" + std::string(3000, '4'),
+        "",
+        "$",
+        "$GPGGA,*",
+        std::string("$GPGGA\0,1,2", 11),
+        std::string(100000, 'A'),
+        "$GPGGA" + std::string(1000000, ','),
+        std::string(4000, '*'),
+        std::string("$") + kGGA + "*" + std::string(3000, '4'),
         "$GPGGA,1e999,1e999,N,-1e999,E,1,99999999999999999999,nan,inf,M,-inf,M,1e-999,99999999999",
-        "$GPVTG,nan,T,inf,M,-0,N,0x1p3,K,\xFF",
-    };
-    std::mt19937 random(20240501u);
-    for (int i = 0; i < 300; ++i)
-    {
-        std::string junk(random() % 120, '\0');
-        for (char& c : junk)
-            c = char(random());
-        std::string damaged = Sentence(i % 2 ? kGGA : kVTG);
-        damaged[random() % damaged.size()] = char(random());
-        damaged.resize(random() % (damaged.size() + 1));
-        inputs.insert(inputs.end(), {junk, damaged});
-    }
+        "$GPVTG,nan,T,inf,M,-0,N,0x1p3,K,\xFF"};
     for (const std::string& input : inputs)
     {
         const int result = Parse(input);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <type_traits>
 
 namespace
 {
@@ -11,6 +12,11 @@ using Plane = Core::Geometry<double, Core::Maths::Vector2>;
 using Space = Core::Geometry<double, Core::Maths::Vector3>;
 using V2 = Core::Maths::Vector2<double>;
 using V3 = Core::Maths::Vector3<double>;
+
+// Both sides of a scalar product, and division, keep the vector type: an
+// operator template deducing the scalar's type would narrow or widen results.
+static_assert(std::is_same_v<V2, decltype(2.0 * V2() / 2.0)>);
+static_assert(std::is_same_v<Core::Maths::Vector3<float>, decltype(Core::Maths::Vector3<float>() * 2.0f)>);
 
 void ExpectNear(const V2& expected, const V2& actual)
 {

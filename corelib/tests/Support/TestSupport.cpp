@@ -50,10 +50,12 @@ std::vector<std::string> TempDir::List() const
 
 std::vector<std::string> ListDirectory(const std::string& path)
 {
+    // readdir64, because the 32-bit readdir of the emulated device fails on
+    // hosts whose inode numbers do not fit in 32 bits.
     std::vector<std::string> names;
     if (DIR* dir = opendir(path.c_str()))
     {
-        while (dirent* entry = readdir(dir))
+        while (const dirent64* entry = readdir64(dir))
         {
             std::string name = entry->d_name;
             if (name != "." && name != "..")

@@ -14,6 +14,10 @@ namespace
 static_assert(std::is_same<Core::Functor<void, int, int, void, void, void, void>::Signature,
                            Core::Functor<void, int, int>::Signature>::value,
               "void argument positions are dropped");
+// Execute may change its callable's state, so it is not const.
+static_assert(std::is_same<long (Core::Functor<long, int>::Signature::*)(int),
+                           decltype(&Core::Functor<long, int>::Signature::Execute)>::value,
+              "Execute is not const");
 
 struct Shape
 {

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <thread>
+#include <type_traits>
 
 namespace
 {
@@ -19,6 +20,10 @@ using Core::ConditionalGuard;
 using Core::DeadlockException;
 using Core::Mutex;
 using CoreTest::BoundedThread;
+
+// The tests pass kinds and comparisons outside the enumerators; a fixed int makes them defined.
+static_assert(std::is_same_v<int, std::underlying_type_t<Mutex::EMutexType>>);
+static_assert(std::is_same_v<int, std::underlying_type_t<ConditionalGuard::EConditionType>>);
 
 // Whether another thread can take m right now.
 bool FreeElsewhere(Mutex& m)

@@ -4,6 +4,7 @@
 // exactly once on the test thread, and every bound call must be freed.
 #include "Threading/WorkerThread.h"
 
+#include "CountedCall.h"
 #include "Support/BoundedThread.h"
 #include "Support/TestSupport.h"
 
@@ -30,8 +31,6 @@ constexpr unsigned int kProducers = 4;
 constexpr int kMaxOutstanding = 20000;
 constexpr double kSoakSeconds = 600;
 
-std::atomic<long> s_liveCalls(0);
-
 struct Tally
 {
     explicit Tally(unsigned int n) : worked(n, 0), completed(n, 0) {}
@@ -46,40 +45,26 @@ struct Tally
     unsigned int completions = 0;
 };
 
-class Work : public Core::Bound<void>
+// The item's work: recorded by the worker.
+BoundPtr Work(Tally& tally, unsigned int item)
 {
-public:
-    Work(Tally& tally, unsigned int item) : m_tally(tally), m_item(item) { ++s_liveCalls; }
-    ~Work() override { --s_liveCalls; }
-    void Execute() override
-    {
-        if (std::this_thread::get_id() == m_tally.testThread)
-            m_tally.workOnTestThread = true;
-        ++m_tally.worked[m_item];
-    }
+    return ThreadingTest::MakeCall([&tally, item] {
+        if (std::this_thread::get_id() == tally.testThread)
+            tally.workOnTestThread = true;
+        ++tally.worked[item];
+    });
+}
 
-private:
-    Tally& m_tally;
-    unsigned int m_item;
-};
-
-class Completion : public Core::Bound<void>
+// The item's completion: recorded on the test thread, after the work.
+BoundPtr Completion(Tally& tally, unsigned int item)
 {
-public:
-    Completion(Tally& tally, unsigned int item) : m_tally(tally), m_item(item) { ++s_liveCalls; }
-    ~Completion() override { --s_liveCalls; }
-    void Execute() override
-    {
-        m_tally.completionOffTestThread |= std::this_thread::get_id() != m_tally.testThread;
-        m_tally.completionBeforeWork |= m_tally.worked[m_item] == 0;
-        ++m_tally.completed[m_item];
-        ++m_tally.completions;
-    }
-
-private:
-    Tally& m_tally;
-    unsigned int m_item;
-};
+    return ThreadingTest::MakeCall([&tally, item] {
+        tally.completionOffTestThread |= std::this_thread::get_id() != tally.testThread;
+        tally.completionBeforeWork |= tally.worked[item] == 0;
+        ++tally.completed[item];
+        ++tally.completions;
+    });
+}
 
 TEST(WorkerThreadSoakTest, MillionItemsFromSeveralProducersRunOnceEachAndFreeEverything)
 {
@@ -96,7 +81,7 @@ TEST(WorkerThreadSoakTest, MillionItemsFromSeveralProducersRunOnceEachAndFreeEve
                 {
                     while (worker.GetQueueSize() > kMaxOutstanding)
                         std::this_thread::yield();
-                    worker.AddItem(BoundPtr(new Work(tally, item)), BoundPtr(new Completion(tally, item)));
+                    worker.AddItem(Work(tally, item), Completion(tally, item));
                 }
             }));
         }
@@ -130,7 +115,7 @@ TEST(WorkerThreadSoakTest, MillionItemsFromSeveralProducersRunOnceEachAndFreeEve
     EXPECT_EQ(0u, lost);
     EXPECT_EQ(0u, repeated);
     EXPECT_EQ(kItems, tally.completions);
-    EXPECT_EQ(0, s_liveCalls.load()) << "bound calls leaked";
+    EXPECT_EQ(0, ThreadingTest::s_liveCalls.load()) << "bound calls leaked";
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 // producers with stops at arbitrary moments. Every wait is bounded.
 #include "Threading/WorkerThread.h"
 
+#include "CountedCall.h"
 #include "Support/BoundedThread.h"
 
 #include <gtest/gtest.h>
@@ -23,31 +24,14 @@ namespace
 using BoundPtr = Core::WorkerThread::BoundPtr;
 using CoreTest::BoundedThread;
 using CoreTest::WaitUntil;
+using ThreadingTest::MakeCall;
+using ThreadingTest::s_liveCalls;
 typedef std::vector<std::string> Events;
-
-// Bound calls alive right now: every test ends with none (nothing leaked,
-// nothing freed twice).
-std::atomic<int> s_liveCalls(0);
-
-class Call : public Core::Bound<void>
-{
-public:
-    explicit Call(std::function<void()> body) : m_body(std::move(body)) { ++s_liveCalls; }
-    ~Call() override { --s_liveCalls; }
-    void Execute() override { m_body(); }
-
-private:
-    std::function<void()> m_body;
-};
-
-BoundPtr MakeCall(std::function<void()> body)
-{
-    return BoundPtr(new Call(std::move(body)));
-}
 
 class WorkerThreadTest : public ::testing::Test
 {
 protected:
+    // Every test ends with no call alive: nothing leaked, nothing freed twice.
     void TearDown() override { EXPECT_EQ(0, s_liveCalls.load()); }
 
     // A call that logs event, marked "(worker)" when it runs off the test thread.

@@ -12,7 +12,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <sstream>
 #include <sys/stat.h>
 #include <thread>
@@ -48,33 +47,24 @@ protected:
         return child.output;
     }
 
-    // Entries of the temporary directory, sorted. readdir64, because the 32-bit
-    // readdir fails on hosts whose inode numbers do not fit in 32 bits.
-    std::vector<std::string> Entries() const
-    {
-        std::vector<std::string> names;
-        if (DIR* dir = opendir(m_dir.Path().c_str()))
-        {
-            while (const struct dirent64* entry = readdir64(dir))
-            {
-                const std::string name = entry->d_name;
-                if (name != "." && name != "..")
-                    names.push_back(name);
-            }
-            closedir(dir);
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
     CoreTest::TempDir m_dir;
 };
 
 TEST_F(FileUtilitiesTest, PathPiecesSplitOnlyAtTheLastSlashAndDot)
 {
-    const struct { const char* path; const char* name; const char* extension; const char* withoutExtension; } cases[] = {
-        {"archive.tar.gz", "archive.tar.gz", "gz", "archive.tar"}, {"/mnt/usb.d/file", "file", "", "/mnt/usb.d/file"},
-        {".profile", ".profile", "profile", ""}, {"dir/name.", "name.", "", "dir/name"}};
+    struct PathCase
+    {
+        const char* path;
+        const char* name;
+        const char* extension;
+        const char* withoutExtension;
+    };
+    const PathCase cases[] = {{"archive.tar.gz", "archive.tar.gz", "gz", "archive.tar"},
+                              {"/mnt/usb.d/file", "file", "", "/mnt/usb.d/file"},
+                              {".profile", ".profile", "profile", ""},
+                              // A trailing dot gives the extension "", so nothing is removed, not even the dot.
+                              {"file.", "file.", "", "file."},
+                              {"dir/name.", "name.", "", "dir/name."}};
     for (const auto& c : cases)
     {
         EXPECT_EQ(c.name, GetFileName(c.path)) << c.path;
@@ -149,7 +139,7 @@ TEST_F(FileUtilitiesTest, WriteFileReplacesWholeOrNotAtAllAndLeavesNoTemporaryBe
     // Durability program injects.
     EXPECT_FALSE(WriteFile(m_dir.File("missing/out.bin"), "x"));
     EXPECT_EQ(Pattern(5000), ReadBytes(path));
-    EXPECT_EQ(Names{"config.xml"}, Entries());
+    EXPECT_EQ(Names{"config.xml"}, m_dir.List());
 }
 
 TEST_F(FileUtilitiesTest, ConcurrentReaderSeesTheOldOrTheCompleteNewFile)
@@ -173,7 +163,7 @@ TEST_F(FileUtilitiesTest, ConcurrentReaderSeesTheOldOrTheCompleteNewFile)
     }
     writer.join();
     EXPECT_EQ(0, torn) << "of " << reads << " reads";
-    EXPECT_EQ(Names{"state"}, Entries());
+    EXPECT_EQ(Names{"state"}, m_dir.List());
 }
 
 TEST_F(FileUtilitiesTest, ExistsDeleteAndGlob)

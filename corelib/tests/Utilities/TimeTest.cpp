@@ -93,6 +93,9 @@ TEST(TimeTest, AsTimeAndAsMillisecondsKeepTheirRoundingRulesAndThe32BitProduct)
 
 TEST(TimeTest, SumsCarryOnlyAboveOneMillionAndComparisonsSeeTheFieldsAsStored)
 {
+    static_assert(std::is_constructible_v<Time, int> && std::is_constructible_v<Time, long> &&
+                      std::is_constructible_v<Time, double>,
+                  "an integer second count is not ambiguous");
     static_assert(std::is_same_v<MonotonicTime, decltype(MonotonicTime() + 0.5)>);
     static_assert(std::is_same_v<Time, decltype(MonotonicTime() + Time())>, "inherited operators stay visible");
     const Time a(0L, 600000L);
