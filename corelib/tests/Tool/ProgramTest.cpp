@@ -36,7 +36,7 @@ protected:
                                         " 2>err.txt",
                                     timeoutSeconds);
     }
-    std::string Stderr() const { return ReadBytes(m_dir.File("err.txt")); }
+    std::string Stderr() const { return CoreTest::WithoutCoverageNotices(ReadBytes(m_dir.File("err.txt"))); }
     std::string File(const std::string& name) const { return m_dir.File(name); }
 
     void WriteField(const std::string& name, const std::string& text)
