@@ -2,10 +2,11 @@
 #   make run     build the library and the guidance tool, run the demonstration
 #   make check   every test: host, sanitizers, the device's architecture, fuzzing
 #   make bench   optimised benchmarks with their comparison table
+#   make coverage  the suite built with gcov: coverage figures and an HTML report
 JOBS ?= $(shell nproc)
 TESTS ?=
 
-.PHONY: all deps build run check test-host test-asan test-tsan test-ppc fuzz bench clean
+.PHONY: all deps build run check test-host test-asan test-tsan test-ppc coverage fuzz bench clean
 
 all: build
 
@@ -24,6 +25,9 @@ check: deps
 
 test-host test-asan test-tsan test-ppc: deps
 	@TESTS="$(TESTS)" scripts/check $(patsubst test-%,%,$@)
+
+coverage: deps
+	@scripts/check coverage
 
 fuzz: deps
 	@scripts/check fuzz
