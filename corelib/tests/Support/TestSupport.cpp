@@ -172,6 +172,7 @@ ChildResult Collect(pid_t pid, int readFd, double timeoutSeconds)
 
 std::string WithoutCoverageNotices(const std::string& text)
 {
+    // A notice may follow output that did not end its line.
     std::string kept;
     size_t start = 0;
     while (start < text.size())
@@ -179,8 +180,8 @@ std::string WithoutCoverageNotices(const std::string& text)
         size_t end = text.find('\n', start);
         end = (end == std::string::npos) ? text.size() : end + 1;
         const std::string line = text.substr(start, end - start);
-        if (line.rfind("profiling:", 0) != 0 && line.rfind("libgcov profiling error:", 0) != 0)
-            kept += line;
+        if (line.rfind("profiling:", 0) != 0)
+            kept += line.substr(0, line.find("libgcov profiling error:"));
         start = end;
     }
     return kept;
