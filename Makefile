@@ -3,10 +3,11 @@
 #   make check   every test: host, sanitizers, the device's architecture, fuzzing
 #   make bench   optimised benchmarks with their comparison table
 #   make format-check / make format   check / lay out the changed C++ lines (scripts/format-check)
+#   make coverage  the suite built with gcov: coverage figures and an HTML report
 JOBS ?= $(shell nproc)
 TESTS ?=
 
-.PHONY: all deps build run check test-host test-asan test-tsan test-ppc fuzz bench format-check format clean
+.PHONY: all deps build run check test-host test-asan test-tsan test-ppc coverage fuzz bench format-check format clean
 
 all: build
 
@@ -25,6 +26,9 @@ check: deps
 
 test-host test-asan test-tsan test-ppc: deps
 	@TESTS="$(TESTS)" scripts/check $(patsubst test-%,%,$@)
+
+coverage: deps
+	@scripts/check coverage
 
 fuzz: deps
 	@scripts/check fuzz

@@ -113,19 +113,34 @@ TEST_F(KMLWriterTest, NamesAndIdsAreEscaped)
 TEST_F(KMLWriterTest, StripRingOrderForEvenAndOddCounts)
 {
     // Point i lies at longitude i degrees, so the written longitudes name the indices.
+    const auto writtenIndices = [this] {
+        std::vector<int> written;
+        for (double longitude : Longitudes(writer.AsString()))
+            written.push_back(static_cast<int>(std::lround(longitude)));
+        return written;
+    };
     const struct { int count; std::vector<int> ring; } cases[] = {
         {2, {0, 1, 0}}, {4, {0, 2, 3, 1, 0}}, {5, {0, 2, 4, 4, 2, 1, 0}}, {6, {0, 2, 4, 5, 3, 1, 0}}};
     for (const auto& c : cases)
     {
         std::vector<V2> points;
+        std::vector<V3> withAltitudes;
         for (int i = 0; i < c.count; ++i)
+        {
             points.emplace_back(0.0, i * kDegree);
+            withAltitudes.emplace_back(0.0, i * kDegree, 10.0);
+        }
         writer.Open();
         writer.PolyStrip("strip", points);
-        std::vector<int> written;
-        for (double longitude : Longitudes(writer.AsString()))
-            written.push_back(static_cast<int>(std::lround(longitude)));
-        EXPECT_EQ(c.ring, written) << c.count << " points";
+        EXPECT_EQ(c.ring, writtenIndices()) << c.count << " points";
+        writer.Open();
+        writer.PolyStrip("strip", withAltitudes);
+        EXPECT_EQ(c.ring, writtenIndices()) << c.count << " points with altitudes";
+        // A ring is written in the order given, and not closed.
+        writer.Open();
+        writer.PolyRing("ring", withAltitudes);
+        EXPECT_EQ(static_cast<size_t>(c.count), writtenIndices().size());
+        EXPECT_EQ(c.count - 1, writtenIndices().back());
     }
 }
 

@@ -200,6 +200,13 @@ TEST(PolyLineTest, TrimmingAndEditingKeepTheCacheAndBoundsRight)
     EXPECT_EQ(line.Length(), 15.0);
     line.Edit(2, Vec3(10, 4, 0), true);
     EXPECT_EQ(line.GetBounds().GetMax().y, 4.0);
+
+    EXPECT_DOUBLE_EQ(0.1, line.GetCoincidentThreshold()) << "the default";
+    line.SetCoincidentThreshold(-0.5);
+    line.ResetToEmpty();
+    EXPECT_EQ(0u, line.GetPointCount());
+    EXPECT_EQ(0.0, line.Length());
+    EXPECT_EQ(0.5, line.GetCoincidentThreshold()) << "kept by the reset; stored squared, so the sign is lost";
 }
 
 // With a loop span, a new segment crossing a recent one cuts the loop out:
@@ -269,11 +276,17 @@ Vec2 FiniteDifferences(const double* c, int count, double t)
 TEST(PolyLineTest, CurvatureOfShortLinesIsStoredOnePlaceLow)
 {
     const double x[] = {0, 10, 20, 20}, y[] = {0, 0, 0, 10};
-    for (double t : {0.0, 0.5, 0.8})
-    {
-        EXPECT_NEAR(Core::getDiff1(t, y, 4), FiniteDifferences(y, 4, t).x, 1e-6) << t;
-        EXPECT_NEAR(Core::getDiff2(t, y, 4), FiniteDifferences(y, 4, t).y, 1e-4) << t;
-    }
+    // The derivatives of the curves through the first 2 to 5 control values.
+    const double c[] = {0, 10, 20, 20, 5};
+    for (int count = 2; count <= 5; ++count)
+        for (double t : {0.0, 0.5, 0.8})
+        {
+            EXPECT_NEAR(Core::getDiff1(t, c, count), FiniteDifferences(c, count, t).x, 1e-6) << count << " " << t;
+            EXPECT_NEAR(Core::getDiff2(t, c, count), FiniteDifferences(c, count, t).y, 1e-4) << count << " " << t;
+        }
+    // A single value gives 1 for both, and more than five give 0.
+    EXPECT_EQ(std::make_pair(1.0, 1.0), std::make_pair(Core::getDiff1(0.5, c, 1), Core::getDiff2(0.5, c, 1)));
+    EXPECT_EQ(std::make_pair(0.0, 0.0), std::make_pair(Core::getDiff1(0.5, c, 6), Core::getDiff2(0.5, c, 6)));
     auto curvature = [&](double u) {
         const Vec2 dx = FiniteDifferences(x, 4, u), dy = FiniteDifferences(y, 4, u);
         return std::fabs(dx.x * dy.y - dx.y * dy.x) / std::pow(dx.x * dx.x + dy.x * dy.x, 1.5);

@@ -44,9 +44,15 @@ TEST(DataBufferTest, FixedWidthValuesFollowTheBufferByteOrder)
     {
         b->Add(static_cast<unsigned short>(0x0102)).Add(0x01020304u).Add(0x0102030405060708ull);
         b->Add(1.0f).Add(-2.0);  // 3F800000 and C000000000000000
+        // -2 in two's complement at 8, 16 and 64 bits: FE, FFFE, FFFFFFFFFFFFFFFE.
+        b->Add(static_cast<signed char>(-2)).Add(static_cast<short>(-2)).Add(-2ll);
     }
-    EXPECT_EQ("01 02 01 02 03 04 01 02 03 04 05 06 07 08 3F 80 00 00 C0 00 00 00 00 00 00 00", Written(big));
-    EXPECT_EQ("02 01 04 03 02 01 08 07 06 05 04 03 02 01 00 00 80 3F 00 00 00 00 00 00 00 C0", Written(little));
+    EXPECT_EQ("01 02 01 02 03 04 01 02 03 04 05 06 07 08 3F 80 00 00 C0 00 00 00 00 00 00 00"
+              " FE FF FE FF FF FF FF FF FF FF FE",
+              Written(big));
+    EXPECT_EQ("02 01 04 03 02 01 08 07 06 05 04 03 02 01 00 00 80 3F 00 00 00 00 00 00 00 C0"
+              " FE FE FF FE FF FF FF FF FF FF FF",
+              Written(little));
     EXPECT_EQ(Written(little), Written(odd));
     EXPECT_EQ("01 02 ", CDataBuffer(std::string("\x01\x02")).ToHex());
     for (CDataBuffer* b : {&big, &little})
@@ -56,7 +62,13 @@ TEST(DataBufferTest, FixedWidthValuesFollowTheBufferByteOrder)
         EXPECT_EQ(0x0102030405060708ull, b->GetUInt64());
         EXPECT_EQ(1.0f, b->GetFloat());
         EXPECT_EQ(-2.0, b->GetDouble());
+        EXPECT_EQ(-2, b->GetInt8());
+        EXPECT_EQ(-2, b->GetInt16());
+        EXPECT_EQ(-2, b->GetInt64());
         EXPECT_FALSE(b->InError());
+        unsigned int length = 0;
+        EXPECT_EQ(b->Data(), b->Data(length));
+        EXPECT_EQ(37u, length);
     }
 }
 
@@ -105,11 +117,14 @@ TEST(DataBufferTest, FailedReadsSetAStickyFlagAndFollowTheirOutputRules)
     CDataBuffer b(Bytes({1, 2, 3}));
     unsigned int u = 77;
     int i = 77;
+    long long l = 77;
     float f = 7.0f;
-    EXPECT_FALSE(b.GetUInt32(u) || b.GetInt32(i) || b.GetFloat(f));
+    EXPECT_FALSE(b.GetUInt32(u) || b.GetInt32(i) || b.GetInt64(l) || b.GetFloat(f));
     EXPECT_EQ(77u, u) << "an unsigned target is left alone";
     EXPECT_EQ(0, i) << "a signed or floating target is zeroed";
+    EXPECT_EQ(0, l);
     EXPECT_EQ(0.0f, f);
+    EXPECT_EQ(0, b.GetInt64()) << "a value-returning read gives 0";
     EXPECT_EQ(0u, b.Tell()) << "a failed read moves nothing";
     EXPECT_TRUE(b.InError());
     // The flag only records: an in-bounds read still succeeds while it is set.
@@ -135,6 +150,12 @@ TEST(DataBufferTest, FailedReadsSetAStickyFlagAndFollowTheirOutputRules)
     EXPECT_EQ(9, bytes[0]);
     b.Reset();
     EXPECT_FALSE(b.InError());
+    signed char c = 7;
+    short h = 7;
+    EXPECT_FALSE(b.GetInt8(c) || b.GetInt16(h));
+    EXPECT_EQ(0, c);
+    EXPECT_EQ(0, h);
+    EXPECT_EQ(0, b.GetInt8() + b.GetInt16());
 }
 
 TEST(DataBufferTest, RawDataIsBoundedByCapacityButStringDataByLength)

@@ -113,6 +113,12 @@ TEST(ObjectStoreTest, RecordsRoundTripAndEveryTruncationFailsCleanly)
         else
             EXPECT_EQ(-1.0, read.height) << "the last field is missing when cut at " << cut;
     }
+    // A store over borrowed bytes reads the same record.
+    std::vector<unsigned char> bytes(whole.begin(), whole.end());
+    ObjectStore borrowed(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    Fix read;
+    read.Process(borrowed);
+    EXPECT_EQ(written, read);
 }
 
 TEST(ObjectStoreTest, KeysAreFoundOnlyInAscendingOrder)

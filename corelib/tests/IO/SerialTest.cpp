@@ -62,16 +62,25 @@ TEST_F(SerialPortTest, ClosedPortFailsEveryCallAndTouchesNoOutput)
     unsigned bits = 0xABCD;
     EXPECT_FALSE(m_port.GetModemStatusBits(bits));
     EXPECT_EQ(0xABCDu, bits);
+    bool cts = true, rts = true;
+    EXPECT_FALSE(m_port.GetLineState_CTS(cts) || m_port.GetLineState_RTS(rts));
+    EXPECT_TRUE(cts && rts) << "the arguments are left untouched";
+    EXPECT_FALSE(m_port.SetModemStatusBits(TIOCM_DTR) || m_port.SetLineState_RTS(false));
+    EXPECT_EQ(Time(0L), m_port.GetTimeout());
 }
 
 TEST_F(SerialPortTest, FailedOpenPrintsThePrefixAndTheSystemError)
 {
     auto child = CoreTest::RunInChild([] {
         Serial port("/nonexistent/ttyNMEA", 4800, Time(1L));
-        std::exit(port.Open() || port.IsOpen() ? 3 : 0);
+        // A port number names /dev/ttyS<number>, and there is no /dev/ttyS-1.
+        Serial numbered(-1, 4800, Time(1L));
+        std::exit(port.Open() || port.IsOpen() || numbered.Open() ? 3 : 0);
     });
     EXPECT_TRUE(child.exited && child.exitStatus == 0);
-    EXPECT_EQ("Core::IO::Serial::Open:: No such file or directory\n", child.output);
+    EXPECT_EQ("Core::IO::Serial::Open:: No such file or directory\n"
+              "Core::IO::Serial::Open:: No such file or directory\n",
+              child.output);
 }
 
 TEST_F(SerialPortTest, RawModePassesEveryByteValueUnchangedBothWays)
@@ -90,10 +99,15 @@ TEST_F(SerialPortTest, RawModePassesEveryByteValueUnchangedBothWays)
 TEST_F(SerialPortTest, ProgrammedSpeedReadsBackAndUnlistedRatesBecome9600)
 {
     EXPECT_EQ(0, m_port.SetBaudRate(57600)) << "stored while closed, applied by Open";
+    EXPECT_EQ(57600, m_port.GetBaudRate());
     OpenPort(Time(0L));
     EXPECT_EQ(B57600, DeviceSpeed());
     EXPECT_EQ(0u, m_pty.Attributes().c_lflag & (ICANON | ECHO | ISIG)) << "raw mode";
-    const std::pair<int, speed_t> cases[] = {{50, B50}, {460800, B460800}, {12345, B9600}, {14400, B9600}, {-4800, B9600}};
+    const std::pair<int, speed_t> cases[] = {
+        {50, B50}, {75, B75}, {110, B110}, {134, B134}, {150, B150}, {200, B200}, {300, B300}, {600, B600},
+        {1200, B1200}, {1800, B1800}, {2400, B2400}, {4800, B4800}, {9600, B9600}, {19200, B19200},
+        {38400, B38400}, {115200, B115200}, {230400, B230400}, {460800, B460800},
+        {12345, B9600}, {14400, B9600}, {-4800, B9600}};
     for (const auto& c : cases)
     {
         EXPECT_EQ(0, m_port.SetBaudRate(c.first));
@@ -124,6 +138,10 @@ TEST_F(SerialPortTest, HandshakingIsAppliedAtOpenAndReadFromTheDevice)
     ASSERT_TRUE(m_pty.SetAttributes(attributes));
     Serial::EHandshaking mode = Serial::HANDSHAKE_RTS_CTS;
     EXPECT_TRUE(m_port.GetHandshaking(mode) && mode == Serial::HANDSHAKE_NONE);
+    // A pseudo-terminal has no modem lines: the port reports every query and change of them as failed.
+    bool cts = true;
+    EXPECT_FALSE(m_port.GetLineState_CTS(cts) || m_port.SetLineState_RTS(true) || m_port.SetLineState_RTS(false) ||
+                 m_port.SetModemStatusBits(TIOCM_RTS));
 }
 
 TEST_F(SerialPortTest, TimeoutsWaitPollAndBlockAsSet)

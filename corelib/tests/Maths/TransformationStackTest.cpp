@@ -59,6 +59,11 @@ TEST(TransformationStackTest, LoadAndMultiplyWithTransformations)
     stack.Load(t);
     stack.Multiply(t);
     ExpectMaps(stack, V3(1, 1, 1), V3(9, 9, 13));
+    Core::Maths::Matrix4<double> product;
+    stack.GetHomogeneous(product);
+    TransformationStack copy(1);
+    copy.Load(product);
+    ExpectMaps(copy, V3(1, 1, 1), V3(9, 9, 13));
 }
 
 } // namespace

@@ -118,6 +118,16 @@ TEST_F(TransformationTest, FactoredFormAppliesScaleThenRotationThenTranslation)
     t.SetScale(V3(2, 3, 4));
     t.SetTranslate(V3(1, 2, 3));
     EXPECT_EQ(V3(-2, 4, 7), t.ApplyForward(V3(1, 1, 1)));
+    EXPECT_EQ(V3(1, 2, 3), t.GetTranslate());
+    // The array forms map each point as the single-point forms do.
+    const V3 in[2] = {V3(1, 1, 1), V3(0, 0, 0)};
+    V3 out[2], back[2];
+    t.ApplyForward(in, out, 2);
+    EXPECT_EQ(V3(-2, 4, 7), out[0]);
+    EXPECT_EQ(V3(1, 2, 3), out[1]);
+    t.ApplyInverse(out, back, 2);
+    EXPECT_EQ(in[0], back[0]);
+    EXPECT_EQ(in[1], back[1]);
     t.SetMatrix(Matrix3<double>(1, -2, 3, 4, 0, 0, 0, 0, 1));
     EXPECT_EQ(6.0, t.GetNorm()) << "largest absolute row sum";
 }

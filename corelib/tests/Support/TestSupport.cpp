@@ -11,6 +11,7 @@
 #include <ftw.h>
 #include <poll.h>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -96,8 +97,22 @@ bool FileExists(const std::string& path)
     return ::stat(path.c_str(), &st) == 0;
 }
 
+#ifdef CORELIB_COVERAGE
+extern "C" void __gcov_dump();
+#endif
+
 namespace
 {
+// A child leaves with _exit, which skips the exit handler that saves a
+// coverage build's counters; this saves them, so that the code the child
+// ran counts.
+void SaveCoverageCounters()
+{
+#ifdef CORELIB_COVERAGE
+    __gcov_dump();
+#endif
+}
+
 double NowSeconds()
 {
     timespec ts;
@@ -135,6 +150,7 @@ ChildResult Collect(pid_t pid, int readFd, double timeoutSeconds)
         result.output.append(chunk, static_cast<size_t>(n));
     }
     close(readFd);
+    result.output = WithoutCoverageNotices(result.output);
     int status = 0;
     // The pipe closed, but a child that handed its descriptors on may still run.
     while (waitpid(pid, &status, result.timedOut ? 0 : WNOHANG) == 0)
@@ -161,6 +177,41 @@ ChildResult Collect(pid_t pid, int readFd, double timeoutSeconds)
 }
 } // namespace
 
+std::string WithoutCoverageNotices(const std::string& text)
+{
+    // A notice may follow output that did not end its line.
+    std::string kept;
+    size_t start = 0;
+    while (start < text.size())
+    {
+        size_t end = text.find('\n', start);
+        end = (end == std::string::npos) ? text.size() : end + 1;
+        const std::string line = text.substr(start, end - start);
+        if (line.rfind("profiling:", 0) != 0)
+            kept += line.substr(0, line.find("libgcov profiling error:"));
+        start = end;
+    }
+    return kept;
+}
+
+FileSizeLimit::FileSizeLimit(unsigned long bytes)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    m_previous = limit.rlim_cur;
+    limit.rlim_cur = bytes;
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+FileSizeLimit::~FileSizeLimit()
+{
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = m_previous;
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
 ChildResult RunInChild(const std::function<void()>& body, double timeoutSeconds)
 {
     std::fflush(nullptr);
@@ -178,6 +229,7 @@ ChildResult RunInChild(const std::function<void()>& body, double timeoutSeconds)
         close(fds[1]);
         body();
         std::fflush(nullptr);
+        SaveCoverageCounters();
         _exit(0);
     }
     close(fds[1]);

@@ -60,6 +60,29 @@ ChildResult RunInChild(const std::function<void()>& body, double timeoutSeconds 
 // Runs a shell command, returning its exit status and combined output.
 ChildResult RunCommand(const std::string& command, double timeoutSeconds = 60.0);
 
+// The text without the lines a coverage-instrumented program prints on stderr
+// when it saves its counters at exit ("profiling:" and "libgcov profiling
+// error:"); they belong to the build, not to the program under test. Output
+// captured by RunInChild and RunCommand is already without them.
+std::string WithoutCoverageNotices(const std::string& text);
+
+// Limits the size of files this process writes, as a full disk would, and
+// ignores SIGXFSZ so that the write fails instead. Only the soft limit is
+// lowered, so that the destructor can lift it again before the process
+// exits: a coverage build writes its counters then, and cut short they would
+// corrupt every later run's. For forked children only.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(unsigned long bytes);
+    ~FileSizeLimit();
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    unsigned long m_previous;
+};
+
 // True when the program runs under user-mode emulation of the device's processor.
 constexpr bool kTargetEmulated =
 #ifdef CORELIB_TARGET_EMULATED

@@ -105,6 +105,12 @@ TEST(ConditionalTest, TimedWaitTakesAnAbsoluteWallClockDeadline)
     // A true result with the value still 0 is a spurious wake-up: wait again.
     while (flag.Value() == 0)
         ASSERT_TRUE(flag.Wait(mutex, Core::Time::Timer(static_cast<int>(CoreTest::kHangSeconds))));
+    // The other thread can take the mutex only once the wait has released it.
+    BoundedThread signaller([&] {
+        Core::MutexGuard locked(mutex);
+        flag.Signal();
+    });
+    EXPECT_TRUE(flag.Wait(mutex, Core::Time::Timer(static_cast<int>(CoreTest::kHangSeconds)))) << "Signal wakes it";
 }
 
 TEST(ConditionalGuardTest, WaitsUntilAnotherThreadMakesTheComparisonHold)

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
@@ -36,7 +37,7 @@ protected:
                                         " 2>err.txt",
                                     timeoutSeconds);
     }
-    std::string Stderr() const { return ReadBytes(m_dir.File("err.txt")); }
+    std::string Stderr() const { return CoreTest::WithoutCoverageNotices(ReadBytes(m_dir.File("err.txt"))); }
     std::string File(const std::string& name) const { return m_dir.File(name); }
 
     void WriteField(const std::string& name, const std::string& text)
@@ -84,6 +85,7 @@ TEST_F(ProgramTest, BadInputGivesOneMessageAndStatusTwo)
         {"demo --output out --stick missing", "stick directory 'missing' does not exist"},
         {"dump missing.rec", "cannot read record file 'missing.rec'"},
         {"dump", "exactly one record file"},
+        {"info extra", "info takes no arguments"},
     };
     for (const auto& c : cases)
     {
@@ -96,6 +98,27 @@ TEST_F(ProgramTest, BadInputGivesOneMessageAndStatusTwo)
         // Nothing was created: neither the output directory nor any file.
         EXPECT_EQ((std::vector<std::string>{"bad.xml", "drive.nmea", "err.txt"}), m_dir.List()) << c.arguments;
     }
+}
+
+TEST_F(ProgramTest, InfoPrintsTheVersionAndOneReadingOfTheClock)
+{
+    ASSERT_EQ(0, Run("info > info.txt && " + ToolTest::GuidanceCommand() + " --version > version.txt").exitStatus);
+    const std::string info = ReadBytes(File("info.txt"));
+    EXPECT_EQ(0u, info.find(ReadBytes(File("version.txt"))));
+    char stamp[32] = "";
+    long unixSeconds = 0, towSeconds = 0;
+    int week = 0;
+    ASSERT_EQ(4, std::sscanf(info.c_str() + info.find("UTC time:"),
+                             "UTC time: %31[0-9 :-].%*d (Unix %ld)\nGPS week: %d\nGPS time of week: %ld",
+                             stamp, &unixSeconds, &week, &towSeconds))
+        << info;
+    EXPECT_EQ(CoreTest::RunCommand("date -u -d @" + std::to_string(unixSeconds) + " '+%Y-%m-%d %H:%M:%S'").output,
+              std::string(stamp) + "\n");
+    // GPS seconds with the library's 14 leap seconds and its epoch, Unix second
+    // 315964799 (one before the published 1980-01-06 00:00 UTC).
+    const long gpsSeconds = unixSeconds + 14 - 315964799;
+    EXPECT_EQ(gpsSeconds / 604800, week);
+    EXPECT_EQ(gpsSeconds % 604800, towSeconds);
 }
 
 TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)

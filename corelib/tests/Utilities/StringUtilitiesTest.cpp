@@ -38,6 +38,11 @@ TEST(StringParsing, BaseRulesClampingAndSuccessMeansSomethingWasConsumed)
     EXPECT_EQ(1000.0, d);
     EXPECT_FALSE(ParseDouble("abc", d));
     EXPECT_EQ(0.0, d);
+    float f = 5;
+    EXPECT_TRUE(ParseFloat("0.1x", f));
+    EXPECT_EQ(0.1f, f) << "rounded once, to single precision";
+    EXPECT_FALSE(ParseFloat("x", f));
+    EXPECT_EQ(0.0f, f);
 }
 
 TEST(StringFormatting, IntegersInEveryRadixAndTheLow32BitNarrowing)
@@ -113,6 +118,7 @@ TEST(StringTrimming, TrimCaseRemovalAndCompareWorkOnCLocaleBytes)
     EXPECT_EQ(std::string("\xA0\0x", 3), trim(std::string(" \xA0\0x ", 5)));
     EXPECT_EQ("a b", StringCanonicalForm("  a \t\n b  "));
     EXPECT_EQ("hello \xC9", StringToLower("HeLLo \xC9"));
+    EXPECT_EQ("HELLO \xE9", StringToUpper("HeLLo \xE9"));
     EXPECT_EQ("ab", RemoveAll(std::string("a-\0b", 4), std::string("\0-", 2)));
 
     // A strict less-than: equal texts are not less in either order.

@@ -107,6 +107,7 @@ TEST(TimeTest, SumsCarryOnlyAboveOneMillionAndComparisonsSeeTheFieldsAsStored)
         {a + 0.5, {0, 1100000}},
         {Time(5L, 200000L) - Time(3L, 700000L), {1, 500000}},
         {Time() - Time(0L, 2500000L), {-1, -1500000}},  // borrows once
+        {Time(5L, 200000L) - 1.5, {3, 700000}},         // (5, 200000) - (1, 500000), one borrow
         {[] { Time t; t.AddUS(1000000); return t; }(), {0, 1000000}},
         {[] { Time t(5L, 999999L); t.AddUS(2000002); return t; }(), {8, 1}},
         {[] { Time t; t.AddUS(-2000000); return t; }(), {0, -2000000}},
@@ -123,6 +124,7 @@ TEST(TimeTest, SumsCarryOnlyAboveOneMillionAndComparisonsSeeTheFieldsAsStored)
     // Comparisons see the fields as stored.
     const Time unnormalised(1L, 1000000L), next(2L, 0L);
     EXPECT_TRUE(unnormalised < next);
+    EXPECT_TRUE(next >= unnormalised && next >= next && !(unnormalised >= next));
     EXPECT_TRUE(unnormalised != next);
     EXPECT_TRUE(next.Expired(next)) << "a deadline equal to now has expired";
     EXPECT_FALSE(next.Expired(unnormalised));
@@ -195,6 +197,11 @@ TEST(ClockTest, NowFollowsItsClockMonotonicTimeNeverGoesBackwardsAndDeadlinesExp
     usleep(80000);
     EXPECT_TRUE(deadline.Expired(MonotonicTime::Now()));
     EXPECT_FALSE(MonotonicTime::Timer(60).Expired(MonotonicTime::Now()));
+
+    EXPECT_TRUE(Time::Timer(-60).InPast() && !Time::Timer(-60).InFuture());
+    EXPECT_TRUE(Time::Timer(60).InFuture() && !Time::Timer(60).InPast());
+    // Seconds since system start, compared with the wall clock's seconds since 1970.
+    EXPECT_TRUE(MonotonicTime::Timer(60).InPast());
 }
 
 } // namespace
