@@ -1,11 +1,9 @@
 #include "OutputFile.h"
 
 #include "ToolError.h"
-#include "Utilities/FileUtilities.h"
 
 #include <cerrno>
-#include <climits>
-#include <fcntl.h>
+#include <cstdio>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,90 +16,39 @@ namespace
 // Written out whenever this much is waiting.
 const std::size_t kBufferSize = 65536;
 
-// As many links as the system itself follows before giving up with ELOOP.
-const int kMostLinks = 40;
+// A unique temporary name beside the target, synced, renamed, directory synced,
+// and a failed rename reported.
+const Core::Utilities::ReplacementOptions kReplacement = {".XXXXXX", true, true, true, false};
 
-void SyncDirectory(const std::string& path)
+// The permission bits a new file gets: 0666 less the umask.
+mode_t NewFileMode()
 {
-    const std::string directory = DirectoryOf(path);
-    const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY);
-    if (fd < 0)
-        throw IoFailure(directory, "cannot open the directory to sync it");
-    const bool synced = fsync(fd) == 0;
-    const int error = errno;
-    close(fd);
-    if (!synced)
-        throw IoFailure(directory, "cannot sync the directory", error);
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
 }
 
 } // namespace
 
-std::string DirectoryOf(const std::string& path)
+OutputFile::OutputFile(const std::string& path)
+    : m_path(path == "-" ? "standard output" : path), m_standardOutput(path == "-"), m_replacement(path, kReplacement)
 {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
-}
-
-OutputTarget ResolveOutput(const std::string& path)
-{
-    OutputTarget target;
-    target.path = path;
-    for (int links = 0;; ++links)
-    {
-        struct stat info;
-        if (lstat(target.path.c_str(), &info) != 0)
-        {
-            if (errno != ENOENT)
-                throw IoFailure(target.path, "cannot examine the output");
-            return target;
-        }
-        if (!S_ISLNK(info.st_mode))
-        {
-            target.exists = true;
-            target.regular = S_ISREG(info.st_mode);
-            target.mode = info.st_mode & 07777;
-            return target;
-        }
-        if (links == kMostLinks)
-            throw IoFailure(path, "cannot follow the symbolic link", ELOOP);
-        char link[PATH_MAX];
-        const ssize_t length = readlink(target.path.c_str(), link, sizeof link - 1);
-        if (length < 0)
-            throw IoFailure(target.path, "cannot read the symbolic link");
-        const std::string destination(link, static_cast<std::size_t>(length));
-        target.path = destination[0] == '/' ? destination : DirectoryOf(target.path) + "/" + destination;
-    }
-}
-
-OutputFile::OutputFile(const std::string& path) : m_path(path == "-" ? "standard output" : path)
-{
-    if (path == "-")
-    {
-        m_target.regular = false;
-        m_fd = STDOUT_FILENO;
+    if (m_standardOutput)
         return;
-    }
-    m_target = ResolveOutput(path);
-    if (!m_target.regular)
-    {
-        m_fd = open(m_target.path.c_str(), O_WRONLY | O_CLOEXEC);
-        if (m_fd < 0)
-            throw IoFailure(path, "cannot open for writing");
-        return;
-    }
-    m_temporary = m_target.path + "." + std::to_string(getpid()) + ".tmp";
-    // 0666 less the umask for a new file; an existing one's mode is copied at Commit().
-    m_fd = open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (m_fd < 0)
-        throw IoFailure(m_temporary, "cannot create the temporary file");
+    // Following symbolic links: the mode of the file that is replaced.
+    struct stat previous;
+    const bool existed = stat(path.c_str(), &previous) == 0;
+    errno = 0;
+    if (!m_replacement.Begin())
+        throw IoFailure(path, "cannot create a temporary file to replace it", errno != 0 ? errno : EIO);
+    const std::string& temporary = m_replacement.TemporaryName();
+    if (!temporary.empty() && chmod(temporary.c_str(), existed ? previous.st_mode & 07777 : NewFileMode()) != 0)
+        throw IoFailure(temporary, "cannot set the mode");
 }
 
-OutputFile::~OutputFile()
+std::string OutputFile::Shown() const
 {
-    if (m_fd >= 0 && m_fd != STDOUT_FILENO)
-        close(m_fd);
-    if (!m_temporary.empty())
-        unlink(m_temporary.c_str());
+    return m_replacement.TemporaryName().empty() ? m_path : m_replacement.TemporaryName();
 }
 
 bool OutputFile::Write(const std::string& text)
@@ -114,51 +61,51 @@ bool OutputFile::Write(const std::string& text)
 
 void OutputFile::Flush()
 {
-    const std::string& shown = m_temporary.empty() ? m_path : m_temporary;
-    std::size_t written = 0;
-    while (written < m_buffer.size() && !m_readerGone)
+    if (m_buffer.empty() || m_readerGone)
+        return;
+    errno = 0;
+    if (m_standardOutput)
     {
-        const ssize_t count = write(m_fd, m_buffer.data() + written, m_buffer.size() - written);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0 && errno == EPIPE)
-            m_readerGone = true;
-        else if (count <= 0)
-            throw IoFailure(shown, "write failed", count < 0 ? errno : ENOSPC);
-        else
+        std::fflush(stdout);
+        std::size_t written = 0;
+        while (written < m_buffer.size())
+        {
+            const ssize_t count = write(STDOUT_FILENO, m_buffer.data() + written, m_buffer.size() - written);
+            if (count < 0 && errno == EINTR)
+                continue;
+            // A reader that closed its end early (`guidance simulate | head`) wants no more.
+            if (count < 0 && errno == EPIPE)
+            {
+                m_readerGone = true;
+                break;
+            }
+            if (count <= 0)
+                throw IoFailure(m_path, "write failed", count < 0 ? errno : ENOSPC);
             written += static_cast<std::size_t>(count);
+        }
     }
+    else if (!m_replacement.Write(m_buffer.data(), m_buffer.size()))
+        throw IoFailure(Shown(), "write failed", errno != 0 ? errno : ENOSPC);
     m_buffer.clear();
 }
 
 void OutputFile::Commit()
 {
     Flush();
-    if (m_temporary.empty())
-    {
-        // Pipes, terminals and character devices cannot be synced; only a
-        // failure the device itself reports counts.
-        if (fsync(m_fd) != 0 && errno != EINVAL && errno != EROFS && errno != ENOTSUP)
-            throw IoFailure(m_path, "sync failed");
+    if (m_standardOutput)
         return;
+    const std::string shown = Shown();
+    errno = 0;
+    if (!m_replacement.Commit())
+    {
+        const int error = errno != 0 ? errno : EIO;
+        // A write or sync failure leaves the temporary file: it holds nothing
+        // the previous version does not.
+        const bool failedBeforeRename = m_replacement.Failed();
+        m_replacement.Abandon();
+        throw IoFailure(failedBeforeRename ? shown : m_path,
+                        failedBeforeRename ? "sync failed" : "cannot rename into place or sync the directory", error);
     }
-    if (m_target.exists && fchmod(m_fd, m_target.mode) != 0)
-        throw IoFailure(m_temporary, "cannot set the mode");
-    if (fsync(m_fd) != 0)
-        throw IoFailure(m_temporary, "sync failed");
-    const int fd = m_fd;
-    m_fd = -1;
-    if (close(fd) != 0)
-        throw IoFailure(m_temporary, "close failed");
-    RenameDurably(m_temporary, m_target.path);
-    m_temporary.clear();
-}
-
-void RenameDurably(const std::string& from, const std::string& to)
-{
-    if (rename(from.c_str(), to.c_str()) != 0)
-        throw IoFailure(to, "cannot rename '" + from + "' into place");
-    SyncDirectory(to);
 }
 
 void WriteOutput(const std::string& path, const std::string& contents)

@@ -3,6 +3,7 @@
 #include "OutputFile.h"
 #include "RecordFile.h"
 #include "ToolError.h"
+#include "Utilities/FileLayer.h"
 #include "Utilities/FileUtilities.h"
 
 #include <cerrno>
@@ -87,6 +88,22 @@ bool Exists(const std::string& path)
     return lstat(path.c_str(), &info) == 0;
 }
 
+// path's directory, "." for a bare name.
+std::string DirectoryOf(const std::string& path)
+{
+    const std::string name = Core::Utilities::GetFileName(path);
+    return path.size() == name.size() ? "." : path.substr(0, path.size() - name.size() - 1);
+}
+
+// Renames from to to through the file layer and syncs the directory.
+void RenameDurably(const std::string& from, const std::string& to)
+{
+    if (Core::Utilities::Files().Rename(from.c_str(), to.c_str()) != 0)
+        throw IoFailure(from, "cannot rename to '" + to + "'");
+    if (!Core::Utilities::SyncDirectoryOf(to))
+        throw IoFailure(DirectoryOf(to), "cannot sync the directory");
+}
+
 // "<stem>-interrupted-<stamp><ext>", numbered when that name is taken.
 std::string InterruptedName(const std::string& path, const std::string& stamp)
 {
@@ -135,9 +152,8 @@ void KeepInterruptedRecords(const std::string& path)
 
 RecordWriter::RecordWriter(const std::string& path) : m_path(path)
 {
-    const OutputTarget target = ResolveOutput(path);
-    KeepInterruptedRecords(target.path);
-    m_partialPath = target.path + "." + TimeStamp(std::time(nullptr)) + kPartialSuffix;
+    KeepInterruptedRecords(path);
+    m_partialPath = path + "." + TimeStamp(std::time(nullptr)) + kPartialSuffix;
     errno = 0;
     if (!m_file.Open(m_partialPath))
         throw IoFailure(m_partialPath, "cannot create the record file", errno != 0 ? errno : EIO);
@@ -202,28 +218,22 @@ void RecordWriter::Finish()
 
 void RecordWriter::Commit()
 {
-    const OutputTarget target = ResolveOutput(m_path);
-    if (target.regular)
-    {
-        if (target.exists && chmod(m_partialPath.c_str(), target.mode) != 0)
-            throw IoFailure(m_partialPath, "cannot set the mode");
-        RenameDurably(m_partialPath, target.path);
-        m_partialPath.clear();
-        return;
-    }
+    // Copied rather than renamed, so that the record file is replaced like
+    // every other output: its target when it is a symbolic link, in place
+    // when it is a device, keeping its mode.
     std::FILE* records = std::fopen(m_partialPath.c_str(), "rb");
     if (records == nullptr)
         throw IoFailure(m_partialPath, "cannot read the records back");
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> closer(records, std::fclose);
     OutputFile output(m_path);
-    char piece[kCopyPiece];
-    for (std::size_t count; (count = std::fread(piece, 1, sizeof piece, records)) > 0;)
-        output.Write(std::string(piece, count));
+    std::vector<char> piece(kCopyPiece);
+    for (std::size_t count; (count = std::fread(piece.data(), 1, piece.size(), records)) > 0;)
+        output.Write(std::string(piece.data(), count));
     if (std::ferror(records))
         throw IoFailure(m_partialPath, "cannot read the records back");
     output.Commit();
-    // Delivered in full: the copy is the records now.
-    unlink(m_partialPath.c_str());
+    // Synced in full under the final name: the partial file holds nothing more.
+    Core::Utilities::Files().Unlink(m_partialPath.c_str());
     m_partialPath.clear();
 }
 

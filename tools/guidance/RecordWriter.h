@@ -2,9 +2,8 @@
 // main loop never waits for the medium: each record is one block, synced
 // before its completion comes back to the main loop through Process().
 // The records are written to "<file>.<start time>.partial" beside the record
-// file (beside the file a symbolic link leads to) and renamed over it by
-// Commit(), so a run that fails or is cut short leaves the previous record
-// file as it was. The records a run synced are never deleted: a partial file
+// file and copied over it by Commit() through an OutputFile, so a run that
+// fails or is cut short leaves the previous record file as it was. The records a run synced are never deleted: a partial file
 // left by an earlier run is renamed "<name>-interrupted-<its start time><ext>"
 // and reported on standard error before the new run starts.
 // Threading: every member belongs to the main thread; only the queued writes
@@ -40,8 +39,8 @@ public:
     // Writes everything queued and stops the worker. Throws ToolError naming
     // the partial file and the reason when any record could not be written.
     void Finish();
-    // Renames the finished partial file over the record file (a device or
-    // FIFO receives a copy instead). Throws ToolError.
+    // Replaces the record file with the finished partial file's records, then
+    // removes the partial file. Throws ToolError, the partial file kept.
     void Commit();
 
     // The file the records are written to until Commit().
