@@ -111,7 +111,8 @@ protected:
                     continue; // the short write was completed by the next one
                 EXPECT_NE(0, status) << fault;
                 // A line naming the file and ending in the system's reason.
-                EXPECT_EQ(0u, message.find("guidance: " + newWords[0] + ": " + m_dir.Path())) << fault << ": " << errors;
+                EXPECT_EQ(0u, message.find("guidance: " + newWords[0] + ": " + m_dir.Path()))
+                    << fault << ": " << errors;
                 const std::string reason = error != 0 ? std::strerror(error) : "";
                 EXPECT_NE(std::string::npos, message.find(": " + reason)) << fault << ": " << errors;
             }

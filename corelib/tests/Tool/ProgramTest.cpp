@@ -274,7 +274,8 @@ TEST_F(ProgramTest, SignalsEndARunWithItsOutputsAndRecordsKept)
     stopWith("TERM");
     EXPECT_EQ("143\n", ReadBytes(File("status.txt"))) << Stderr();
     EXPECT_EQ("", Stderr());
-    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}), ToolTest::ListDirectory(File("run")));
+    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}),
+              ToolTest::ListDirectory(File("run")));
     EXPECT_EQ(0, CoreTest::RunCommand("xmllint --noout " + File("run/drive.kml")).exitStatus);
 
     if (CoreTest::kTargetEmulated)
