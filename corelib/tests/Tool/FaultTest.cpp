@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -44,6 +45,9 @@ int RunTool(const std::vector<std::string>& words, const std::string& out, const
     close(outFd);
     close(errFd);
     const int status = GuidanceTool::RunTool(static_cast<int>(argv.size()), argv.data());
+    // The commands catch Ctrl-C and SIGTERM; the test program must stay stoppable.
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
     std::fflush(stdout);
     std::fflush(stderr);
     dup2(savedOut, STDOUT_FILENO);
