@@ -58,6 +58,7 @@ TEST_F(ReplayTest, EverySentenceIsCountedOnce)
     for (std::size_t at = 0; at < input.size(); at += 7)
         replayer.Feed(input.substr(at, 7));
     replayer.Finish();
+    replayer.CommitRecords();
 
     const ReplayCounts& counts = replayer.Counts();
     EXPECT_EQ(11, counts.read);       // blank lines do not count; the noise is cut every 1 KiB or so
@@ -65,12 +66,12 @@ TEST_F(ReplayTest, EverySentenceIsCountedOnce)
     EXPECT_EQ(2, counts.checksum);    // the changed digit and the RMC's made-up checksum
     EXPECT_EQ(1, counts.malformed);   // the truncated GGA (no checksum to fail)
     EXPECT_EQ(5, counts.unsupported); // GSA, the ZDA fragment and three pieces of noise
-    ASSERT_EQ(2u, replayer.Records().size());
+    const std::vector<FixRecord> records = ReadRecordFile(RecordPath()).records;
+    ASSERT_EQ(2u, records.size());
     // The first fix took the track sentence after it; the last had none.
-    EXPECT_DOUBLE_EQ(2.0, replayer.Records()[0].speed);
-    EXPECT_DOUBLE_EQ(-1.0, replayer.Records()[1].speed);
+    EXPECT_DOUBLE_EQ(2.0, records[0].speed);
+    EXPECT_DOUBLE_EQ(-1.0, records[1].speed);
     EXPECT_NEAR(1.0, replayer.DistanceDriven(), 0.01);
-    EXPECT_EQ(2u, ReadRecordFile(RecordPath()).records.size());
 }
 
 TEST_F(ReplayTest, DamagedBlocksAreSkippedAndTheRestRead)
@@ -80,11 +81,16 @@ TEST_F(ReplayTest, DamagedBlocksAreSkippedAndTheRestRead)
         for (int i = 0; i < 5; ++i)
             replayer.Feed(GgaSentence(FixNorthOfStart(i, 10 + i)));
         replayer.Finish();
+        replayer.CommitRecords();
     }
     std::string bytes = CoreTest::ReadBytes(RecordPath());
     const std::size_t blockSize = bytes.size() / 5;
-    // A flipped payload byte in the second block and a torn tail on the last.
+    // A flipped payload byte in the second block, a flipped tag bit in the
+    // third (the checksum does not cover the tag: the block reads as another
+    // kind) and a torn tail on the last.
+    const std::size_t kTagOffset = 6;
     bytes[blockSize + 20] ^= 0x40;
+    bytes[2 * blockSize + kTagOffset] ^= 0x01;
     bytes.resize(bytes.size() - 3);
     ASSERT_TRUE(CoreTest::WriteBytes(RecordPath(), bytes));
 
@@ -92,8 +98,12 @@ TEST_F(ReplayTest, DamagedBlocksAreSkippedAndTheRestRead)
     std::vector<int> sequences;
     for (const FixRecord& record : contents.records)
         sequences.push_back(record.sequence);
-    EXPECT_EQ((std::vector<int>{1, 3, 4}), sequences);
+    EXPECT_EQ((std::vector<int>{1, 4}), sequences);
+    EXPECT_EQ(1u, contents.otherBlocks);
     EXPECT_EQ(static_cast<long long>(2 * blockSize - 3), contents.skippedBytes);
+    // Both lost fixes are named, whichever way each was lost.
+    EXPECT_EQ(2, contents.gaps.Missing());
+    EXPECT_EQ("2-3", contents.gaps.Text());
 }
 
 // The simulator drives its own curve and offsets to the right of the line;
@@ -106,10 +116,10 @@ TEST_F(ReplayTest, SimulatedPassesAreFoundWhereTheSimulatorDroveThem)
     settings.passes = 4;
     settings.damagedShare = 0.05;
     settings.disturbances = false;
-    const std::string drive = JoinEpochs(SimulateDrive(Field::Sample(), settings));
-    EXPECT_EQ(drive, JoinEpochs(SimulateDrive(Field::Sample(), settings))); // repeatable for a seed
+    const std::string drive = DriveText(Field::Sample(), settings);
+    EXPECT_EQ(drive, DriveText(Field::Sample(), settings)); // repeatable for a seed
     settings.seed = 2;
-    EXPECT_NE(drive, JoinEpochs(SimulateDrive(Field::Sample(), settings)));
+    EXPECT_NE(drive, DriveText(Field::Sample(), settings));
     Replayer replayer(Field::Sample(), RecordPath());
     replayer.Feed(drive);
     replayer.Finish();
@@ -120,7 +130,7 @@ TEST_F(ReplayTest, SimulatedPassesAreFoundWhereTheSimulatorDroveThem)
     EXPECT_TRUE(counts.checksum > 0 && counts.malformed > 0);
     EXPECT_EQ(counts.read, counts.decoded + counts.checksum + counts.malformed + counts.unsupported);
     std::map<int, int> fixesOnPass;
-    for (const FixRecord& record : replayer.Records())
+    for (const FixRecord& record : ReadRecordFile(replayer.RecordPath()).records)
         if (record.onLine && record.alongTrack > 5 && record.alongTrack < 195)
         {
             ++fixesOnPass[record.pass];
@@ -135,6 +145,32 @@ TEST_F(ReplayTest, SimulatedPassesAreFoundWhereTheSimulatorDroveThem)
     // shorter: 200 m times (300 - 12 k) / 300 for k = 0..3 is 752 m. Each of the
     // three headland turns is a half circle 12 m across with 3 m runs in and out.
     EXPECT_NEAR(752 + 3 * (M_PI * 6 + 6), replayer.DistanceDriven(), 8);
+}
+
+// A field across the 180th meridian is a field like any other: measured in
+// metres the short way round, not across the whole globe.
+TEST_F(ReplayTest, AFieldAcrossTheAntimeridianIsMeasuredInMetres)
+{
+    // 0.0004 degrees of longitude at 16.5 S: 42.7 m heading east. A degree of
+    // longitude there is 106.74 km and of latitude 110.6 km (published tables).
+    const Field field = Field::FromText("<field><guidance><width>20</width><point lat=\"-16.5\" lon=\"179.9998\"/>"
+                                        "<point lat=\"-16.5\" lon=\"-179.9998\"/></guidance></field>",
+                                        "fiji.xml");
+    Replayer replayer(field, RecordPath());
+    FixReport fix = FixNorthOfStart(0, 10);
+    fix.latitude = -16.5;
+    fix.longitude = -179.9999; // 32.0 m along the line
+    replayer.Feed(GgaSentence(fix));
+    fix.latitude = -16.49995; // 5.5 m north, left of the line
+    fix.longitude = 179.9999; // 10.7 m along
+    replayer.Feed(GgaSentence(fix));
+    replayer.Finish();
+    const std::vector<FixRecord> records = ReadRecordFile(replayer.RecordPath()).records;
+    ASSERT_EQ(2u, records.size());
+    EXPECT_NEAR(32.02, records[0].alongTrack, 0.05);
+    EXPECT_NEAR(0, records[0].crossTrack, 0.05);
+    EXPECT_NEAR(10.67, records[1].alongTrack, 0.05);
+    EXPECT_NEAR(5.53, records[1].crossTrack, 0.05);
 }
 
 } // namespace
