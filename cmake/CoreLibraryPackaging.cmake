@@ -42,9 +42,9 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://corelib.example.org/")
 if(CMAKE_CROSSCOMPILING)
   # dpkg-shlibdeps reads the dependencies of the host's libraries from the
   # package database, which holds none for the device's architecture; these
-  # are the versions the device build links against (Debian 12).
+  # are the versions it derives for the host build of the same code.
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE powerpc)
-  set(corelib_system_depends "libc6 (>= 2.36), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
+  set(corelib_system_depends "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 11)")
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${corelib_system_depends}")
   set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${corelib_system_depends}")
 else()
@@ -56,29 +56,31 @@ endif()
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${corelib_package_runtime})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+# The linker cache is updated through dpkg's ldconfig trigger.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "core library of the guidance device
- libCoreLibrary reads satellite positioning from serial ports, computes
- guidance geometry (cross-track distance to a guidance line, parallel
- passes), records data in files that survive power loss, and exports logs
- and KML. This package holds the shared library.")
+libCoreLibrary reads satellite positioning from serial ports, computes
+guidance geometry (cross-track distance to a guidance line, parallel
+passes), records data in files that survive power loss, and exports logs
+and KML. This package holds the shared library.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${corelib_package_development})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "core library of the guidance device - development files
- libCoreLibrary reads satellite positioning from serial ports, computes
- guidance geometry, records data in files that survive power loss, and
- exports logs and KML. This package holds the C++17 headers, the CMake
- package (find_package(CoreLibrary)) and the pkg-config file.")
+libCoreLibrary reads satellite positioning from serial ports, computes
+guidance geometry, records data in files that survive power loss, and
+exports logs and KML. This package holds the C++17 headers, the CMake
+package (find_package(CoreLibrary)) and the pkg-config file.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME guidance)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 set(CPACK_COMPONENT_TOOL_DEPENDS runtime)
-set(CPACK_COMPONENT_TOOL_DESCRIPTION "guidance tool built on the guidance device's core library
- guidance reads positioning sentences from files, standard input or serial
- ports, measures each fix against a field's guidance line and its parallel
- passes, records the results in files that survive power loss, and writes a
- KML track and a summary. It can also simulate a drive over a field.")
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "command-line tool driving the guidance device's core library
+guidance reads positioning sentences from files, standard input or serial
+ports, measures each fix against a field's guidance line and its parallel
+passes, records the results in files that survive power loss, and writes a
+KML track and a summary. It can also simulate a drive over a field.")
 
 include(CPack)
