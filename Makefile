@@ -1,11 +1,17 @@
 # Entry points. Every target installs missing Debian packages first.
-#   make run     build the library and the guidance tool, run the demonstration
-#   make check   every test: host, sanitizers, the device's architecture, fuzzing
-#   make bench   optimised benchmarks with their comparison table
+#   make run       build the library and the guidance tool, run the demonstration
+#                  (ARGS='...' runs the tool with those arguments instead)
+#   make check     every test: host, sanitizers, the device's architecture, fuzzing
+#   make package   Debian packages for the host and the device in build/packages/
+#   make docs      the API reference in build/host/docs/html/
+#   make bench     optimised benchmarks with their comparison table
+# The settings (JOBS, TESTS, FUZZ_SECONDS, ARGS) are described in the README.
 JOBS ?= $(shell nproc)
 TESTS ?=
+ARGS ?=
+export JOBS
 
-.PHONY: all deps build run check test-host test-asan test-tsan test-ppc fuzz bench clean
+.PHONY: all deps build run check test-host test-asan test-tsan test-ppc fuzz bench package docs clean
 
 all: build
 
@@ -17,7 +23,11 @@ build: deps
 
 run: deps
 	@scripts/check build host guidance
+ifeq ($(strip $(ARGS)),)
 	@scripts/run-demo
+else
+	@build/host/tools/guidance $(ARGS)
+endif
 
 check: deps
 	@scripts/check all
@@ -30,6 +40,12 @@ fuzz: deps
 
 bench: deps
 	@bench/run
+
+package: deps
+	@scripts/check package
+
+docs: deps
+	@scripts/check docs
 
 clean:
 	rm -rf build
