@@ -5,8 +5,8 @@
 # `cpack -G DEB` in a build configured with CMAKE_INSTALL_PREFIX=/usr makes
 # them for the build's architecture; the device build makes them for powerpc.
 
-# Every package carries the licence as its copyright file and the Debian
-# change log, compressed the way Debian policy asks.
+# Every package carries the licence as its copyright file, the Debian change
+# log compressed the way Debian policy asks, and its lintian overrides.
 set(CORELIB_DEBIAN_CHANGELOG ${PROJECT_BINARY_DIR}/changelog.Debian)
 string(TIMESTAMP corelib_package_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/changelog.Debian.in ${CORELIB_DEBIAN_CHANGELOG} @ONLY)
@@ -23,6 +23,9 @@ foreach(component IN LISTS corelib_components)
   set(doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/${corelib_package_${component}})
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${doc} RENAME copyright COMPONENT ${component})
   install(FILES ${CORELIB_DEBIAN_CHANGELOG}.gz DESTINATION ${doc} COMPONENT ${component})
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/debian/lintian-overrides
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides RENAME ${corelib_package_${component}}
+    COMPONENT ${component})
 endforeach()
 
 set(CPACK_PACKAGE_NAME corelibrary)
