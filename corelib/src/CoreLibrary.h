@@ -6,6 +6,7 @@
 #include "Utilities/CrashHandler.h"
 #include "Utilities/FileCopy.h"
 #include "Utilities/FileUtilities.h"
+#include "Utilities/LibraryVersion.h"
 #include "Utilities/Profiler.h"
 #include "Utilities/StaticSingleton.h"
 #include "Utilities/StringUtilities.h"

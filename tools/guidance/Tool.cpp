@@ -2,6 +2,7 @@
 
 #include "Options.h"
 #include "Utilities/FileUtilities.h"
+#include "Utilities/LibraryVersion.h"
 #include "Utilities/Version.h"
 
 #include <cerrno>
@@ -32,7 +33,9 @@ const char kUsage[] =
 
 std::string VersionText()
 {
-    return "guidance " + Core::Version::FormatVersion(Core::Version::ParseVersion(CORELIB_VERSION)) + " (software " +
+    const std::string revision = Core::Utilities::GetLibraryRevision();
+    return "guidance " + Core::Utilities::GetLibraryVersion() + " (" +
+           (revision.empty() ? "" : "revision " + revision + ", ") + "software " +
            Core::Utilities::GetSoftwareVersion() + ")";
 }
 

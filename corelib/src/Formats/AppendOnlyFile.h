@@ -35,6 +35,7 @@ public:
     static const int kPreambleSize = 6;
     // Tag and CRC: the part of the length that is not payload.
     static const unsigned int kBodyOverhead = 6;
+    // Sync mark, length, tag and CRC: the bytes in front of every payload.
     static const int kHeaderSize = kPreambleSize + static_cast<int>(kBodyOverhead);
 
     AppendOnlyFileBase() = default;

@@ -60,6 +60,7 @@ public:
     // The colour is passed through as given (KML's aabbggrr hexadecimal).
     // The style stays open until EndStyle(), the next placemark or Close().
     void LineStyle(const std::string& id, const std::string& colour, int width);
+    // A style for polygons: fill colour, and whether to fill and to outline.
     void PolyStyle(const std::string& id, const std::string& colour, bool fill, bool outline);
 
     // Starts a placemark with an optional name and the current style.

@@ -47,11 +47,15 @@ public:
     {
         Maths::Vector2<double> point;    // position at the base distance
         Maths::Vector2<double> bisector; // displacement per unit of offset distance
+        // The range of offset distances at which the vertex exists.
         double minDistance;
         double maxDistance;
         double baseDistance;             // offset distance at which the vertex is at point
 
+        // A vertex at point for distances in [minDistance, maxDistance], with a zero
+        // bisector and base distance 0.
         sVertex(const Maths::Vector2<double>& point, double minDistance, double maxDistance);
+        // The vertex part of a work vertex of the offset construction.
         explicit sVertex(const tVertex& work);
 
         // True when minDistance <= d <= maxDistance (both ends included).
@@ -125,6 +129,7 @@ public:
 
     // --- Queries ----------------------------------------------------------
 
+    // The points as added, and their number.
     const std::vector<Maths::Vector3<double>>& GetPoints() const { return m_points; }
     unsigned int GetPointCount() const { return static_cast<unsigned int>(m_points.size()); }
     // The box of all points; after edits without recalculation it may be larger.

@@ -38,6 +38,8 @@ struct tVertex : PolyLine::sVertex
     unsigned int previousBelow;
     unsigned int nextBelow;
 
+    // A vertex at point for distances in [minDistance, maxDistance], neither first nor
+    // last, with no fixed ends and no neighbours (NONE).
     tVertex(const Maths::Vector2<double>& point, double minDistance, double maxDistance);
 
     // True when minDistance < d < maxDistance.
@@ -48,9 +50,12 @@ struct tVertex : PolyLine::sVertex
 // point when the offset distance is `distance`.
 struct sIntersection
 {
+    // Where the two rays meet.
     Maths::Vector2<double> point;
+    // The two list vertices, a before b.
     unsigned int a;
     unsigned int b;
+    // The offset distance at which they meet.
     double distance;
 };
 

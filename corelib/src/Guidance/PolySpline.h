@@ -19,6 +19,7 @@ class PolySpline;
 class SplineInterpolator
 {
 public:
+    // The interpolation schemes, by the numbers that field files and callers use.
     enum SplineTypes : int
     {
         Linear = 0,

@@ -49,6 +49,7 @@ public:
     bool WriteInt(int value);
     // On failure value is left untouched.
     bool ReadInt(int& value);
+    // The length as WriteInt writes it, then the bytes.
     bool WriteString(const std::string& value);
     // Fails, with out untouched, when the length cannot be read, is not
     // strictly less than maxLength, or its bytes do not all arrive. A negative

@@ -29,6 +29,7 @@ public:
     void Initialise();
     // Feeds length bytes; a length of zero or less does nothing.
     void Update(const unsigned char* data, int length);
+    // Feeds the bytes of s.
     void Update(const std::string& s);
     // Complements the register, which then holds the finished CRC.
     void Finalise() { m_crc = ~m_crc; }
@@ -49,17 +50,21 @@ public:
 
 } // namespace Core
 
+// The 16-bit frame check sequence of PPP framing, fed incrementally.
+// Threading: one object belongs to one thread at a time; the table is constant.
 class CFCS16
 {
 public:
     // Ready for Update: the register holds 0xFFFF.
     CFCS16() { Initialise(); }
 
+    // Restarts: the register holds 0xFFFF.
     void Initialise() { m_fcs = 0xFFFF; }
     // Feeds length bytes; a length of zero or less does nothing.
     void Update(const unsigned char* data, int length);
     // Feeds the four bytes of value, most significant first.
     void Update(int value);
+    // Feeds the bytes of s.
     void Update(const std::string& s);
     // Complements the register and returns the finished FCS. Send it low byte first.
     unsigned short Finalise();

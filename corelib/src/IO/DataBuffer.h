@@ -48,6 +48,7 @@ public:
     CDataBuffer& operator=(const CDataBuffer& other);
     // Takes other's storage and state; other is left empty with no storage.
     CDataBuffer(CDataBuffer&& other) noexcept;
+    // Takes other's storage and state as the move constructor does, freeing this buffer's own.
     CDataBuffer& operator=(CDataBuffer&& other) noexcept;
     virtual ~CDataBuffer();
 
@@ -60,6 +61,7 @@ public:
     unsigned int Length() const { return m_length; }
     // Number of bytes allocated.
     unsigned int Capacity() const { return m_capacity; }
+    // The byte order of every multi-byte write and read.
     Endianness GetEndianness() const { return m_endianness; }
     // The read cursor.
     unsigned int Tell() const { return m_readPos; }

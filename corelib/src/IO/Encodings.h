@@ -27,12 +27,14 @@ public:
     static std::string Encode(const CDataBuffer& data);
 };
 
+// The bare Ascii85 form: whole 4-byte groups, no delimiters, no line breaks.
 class CAscii85
 {
 public:
     // A group is a 32-bit value written as five digits, most significant
     // first, each digit plus kDigitBase ('!'); the value 0 is the single 'z'.
     static const unsigned char kDigitBase = 33;
+    // The single character that stands for a zero group.
     static const char kZeroGroup = 'z';
 
     // The text of the buffer's whole 4-byte groups, read with GetUInt32 from

@@ -14,6 +14,7 @@ namespace Core
 namespace Nmea
 {
 
+// The sentence types the parser names; it identifies and decodes GGA and VTG.
 enum NmeaSentenceTypes : int
 {
     NMEA_GGA = 0,
@@ -28,9 +29,11 @@ struct sNmeaGGA
 {
     double timeOfDay;             // seconds since midnight UTC; -1.0 when empty
     double latitudeDegrees;       // negative in the southern hemisphere
+    // The latitude in radians, negative in the southern hemisphere.
     double latitudeRadians;
     int latitudeHemisphere;       // 0 north, 1 south
     double longitudeDegrees;      // negative in the western hemisphere
+    // The longitude in radians, negative in the western hemisphere.
     double longitudeRadians;
     int longitudeHemisphere;      // 0 east, 1 west
     int fixQuality;               // as transmitted, never negative
@@ -45,6 +48,7 @@ struct sNmeaGGA
 // VTG: track and speed over ground.
 struct sNmeaVTG
 {
+    // Course over ground relative to true north, in degrees and in radians.
     double trackTrueDegrees;
     double trackTrueRadians;
     double trackMagneticDegrees;  // -1.0 when empty
@@ -57,7 +61,9 @@ struct sNmeaVTG
 // The record of one sentence; which member is valid follows the sentence type.
 union UNmeaData
 {
+    // The record of a GGA sentence (type NMEA_GGA).
     sNmeaGGA gga;
+    // The record of a VTG sentence (type NMEA_VTG).
     sNmeaVTG vtg;
 };
 

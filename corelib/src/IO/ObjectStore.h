@@ -53,8 +53,10 @@ public:
     ObjectStore& operator=(const ObjectStore&) = delete;
     virtual ~ObjectStore();
 
+    // Switch to output mode (fields are written) or input mode (fields are read).
     void SetOutputMode() { m_outputMode = true; }
     void SetInputMode() { m_outputMode = false; }
+    // True in output mode.
     bool IsOutputMode() const { return m_outputMode; }
     // Empties the buffer: no bytes, cursor 0, error cleared.
     void Reset() { m_buffer.Reset(); }

@@ -31,6 +31,7 @@ public:
     // Handshaking starts as none. A negative time-out makes Read() block
     // until data arrives.
     Serial(const char* device, int baud, const Core::Time& timeout);
+    // The same with the device path as a string.
     Serial(std::string device, int baud, const Core::Time& timeout);
     // The device is "/dev/ttyS<port>".
     Serial(int port, int baud, const Core::Time& timeout);
@@ -49,6 +50,7 @@ public:
     // True when the port was already closed or close() succeeded; the port is
     // closed afterwards in either case.
     bool Close();
+    // True while the port is open.
     bool IsOpen() const;
 
     // Programs raw 8-bit mode (no parity, echo or line processing) at the
@@ -86,7 +88,9 @@ public:
     bool ClearModemStatusBitMask(unsigned mask);
     // state is true only when every line of mask is raised.
     bool GetModemStatusBit(bool& state, unsigned mask);
+    // Raises the RTS line when on is true, drops it otherwise.
     bool SetLineState_RTS(bool on);
+    // on is true when the RTS line (the CTS line) is raised.
     bool GetLineState_RTS(bool& on);
     bool GetLineState_CTS(bool& on);
 

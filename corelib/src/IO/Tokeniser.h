@@ -23,6 +23,7 @@ struct Token
     static constexpr std::int32_t LITERAL = 0;         // m_text must occur as it stands
     static constexpr std::int32_t CHARACTER_CLASS = 1; // see Tokeniser::TokeniseKernel
 
+    // LITERAL or CHARACTER_CLASS.
     std::int32_t m_kind = LITERAL;
     std::string m_text;         // the literal, or the characters of the class
     std::uint32_t m_mask = 0;   // group bits, tested by Tokeniser::ActivateTokens
@@ -72,6 +73,7 @@ public:
 
     // Empties the buffer and sets Ok() to true.
     void Reset();
+    // Always true: nothing in the tokeniser sets it false; kept for callers that test it.
     bool Ok() const { return m_ok; }
 
     // The text of every line processed since the last Reset().

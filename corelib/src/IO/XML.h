@@ -17,6 +17,7 @@ namespace Core
 namespace IO
 {
 
+// The kinds of node a document holds.
 enum XMLNodeType : int
 {
     XMLDeclarationNode = 0, // an XML declaration; its pseudo-attributes are the attributes
@@ -36,20 +37,30 @@ class XMLNode
 public:
     // An element without parent, name or data.
     XMLNode();
+    // A node of the given type named by the first length characters of name, naming
+    // parent as its parent (it is not added to the parent's children).
     XMLNode(XMLNode* parent, const char* name, unsigned int length, XMLNodeType type);
+    // The same with the whole of name.
     XMLNode(XMLNode* parent, const std::string& name, XMLNodeType type);
     XMLNode(const XMLNode& other) = default;
     XMLNode& operator=(const XMLNode& other) = default;
 
+    // The name; a comment's text.
     const std::string& Name() const { return m_name; }
+    // The text content.
     const std::string& Data() const { return m_data; }
+    // The kind of node.
     XMLNodeType Type() const { return m_type; }
+    // The parent, or null for a root.
     XMLNode* Parent() const { return m_parent; }
+    // The children, in document order.
     std::list<XMLNode>& Children() { return m_children; }
     const std::list<XMLNode>& Children() const { return m_children; }
 
+    // Replaces the name (with the first length characters of name).
     void Name(const char* name, unsigned int length);
     void Name(const std::string& name);
+    // Replaces the text content.
     void Data(const std::string& data);
 
     // Appends a new element child named name; returns it (owned by this node).
@@ -64,11 +75,13 @@ public:
     // Sets the attribute, replacing the value of an existing one.
     void AddAttribute(const std::string& name, const std::string& value);
     void AddAttribute(const char* name, unsigned int nameLength, const char* value, unsigned int valueLength);
+    // True when the attribute is present.
     bool HasAttribute(const std::string& name) const;
     // The attribute's value, or an empty string when it is absent.
     std::string GetAttribute(const std::string& name) const;
     // Attribute names in byte-wise sorted order.
     std::vector<std::string> GetAttributeNames() const;
+    // Every attribute, by name.
     const std::map<std::string, std::string>& Attributes() const { return m_attributes; }
 
     // The first direct child whose name equals name exactly, or null.
@@ -120,23 +133,32 @@ private:
 // data << end.
 struct XMLStartNode
 {
+    // Starts an element named name.
     explicit XMLStartNode(const std::string& name) : m_name(name) {}
+    // The element's name.
     std::string m_name;
 };
 
+// Closes the current element.
 struct XMLEndNode
 {
 };
 
+// Text added to the current element's data.
 struct XMLData
 {
+    // Text to add.
     explicit XMLData(const std::string& text) : m_text(text) {}
+    // The text.
     std::string m_text;
 };
 
+// An attribute set on the current element.
 struct XMLAttribute
 {
+    // The attribute name="value".
     XMLAttribute(const std::string& name, const std::string& value) : m_name(name), m_value(value) {}
+    // The attribute's name and value.
     std::string m_name;
     std::string m_value;
 };
@@ -156,6 +178,7 @@ public:
     XMLDocument(const XMLDocument&) = delete;
     XMLDocument& operator=(const XMLDocument&) = delete;
 
+    // The root element "ROOT"; the document's top-level elements are its children.
     XMLNode& RootNode() { return m_root; }
     const XMLNode& RootNode() const { return m_root; }
 

@@ -69,6 +69,7 @@ template <class T>
 class Geometry<T, Maths::Vector2>
 {
 public:
+    // The vector type of the plane.
     typedef Maths::Vector2<T> Vector;
 
     // Writes to out the point where the infinite lines P0-P1 and Q0-Q1 meet and
@@ -127,6 +128,7 @@ template <class T>
 class Geometry<T, Maths::Vector3>
 {
 public:
+    // The vector type of space.
     typedef Maths::Vector3<T> Vector;
 
     // As in the plane, deciding on x and y; out's z is interpolated along the first segment.
@@ -177,6 +179,7 @@ template <class T, template <class> class V>
 class BoundingBox
 {
 public:
+    // The type of the corners and of the points added.
     typedef V<T> Vector;
 
     BoundingBox() { ResetToEmpty(); }

@@ -22,6 +22,7 @@ public:
     // standard assertion failure (message and abort).
     C_InterpolatorPolicy(const double& min, const double& deflt, const double& max);
 
+    // The minimum, the default and the maximum.
     double Min() const { return m_min; }
     double Default() const { return m_default; }
     double Max() const { return m_max; }

@@ -27,6 +27,7 @@ public:
     static const T EPSILON;        // machine epsilon
     static const T ZERO_TOLERANCE; // a magnitude below this is taken as zero
     static const T MAX_REAL;       // largest finite value
+    // pi, 2 pi and pi / 2.
     static const T PI;
     static const T TWO_PI;
     static const T HALF_PI;

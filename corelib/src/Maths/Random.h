@@ -26,6 +26,7 @@ public:
 
     // Copies continue the source's sequence from the same point, independently of it.
     Random(const Random& other);
+    // Assignment copies the same way.
     Random& operator=(const Random& other);
 
     // Fills the state from one seed without twisting it; a draw before the

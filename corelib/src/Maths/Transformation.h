@@ -45,6 +45,7 @@ public:
     // The stored matrix: R in rotation-scale form, M otherwise.
     const Matrix3<double>& GetMatrix() const;
 
+    // The translation T.
     void SetTranslate(const Vector3<double>& translate);
     const Vector3<double>& GetTranslate() const;
 
@@ -58,6 +59,8 @@ public:
     // The x scale. Requires: uniform scale, and rotation-scale form.
     double GetUniformScale() const;
 
+    // Whether the transformation is the identity, is in rotation-scale form, and has
+    // a uniform scale.
     bool IsIdentity() const { return m_isIdentity; }
     bool IsRSMatrix() const { return m_isRSMatrix; }
     bool IsUniformScale() const { return m_isUniformScale; }

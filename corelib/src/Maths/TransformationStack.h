@@ -44,7 +44,9 @@ public:
     // top = top * matrix.
     void Multiply(const Maths::Matrix4<double>& matrix);
     void Multiply(const Maths::Transformation& transformation);
+    // top = top * a translation by offset.
     void Translate(const Maths::Vector3<double>& offset);
+    // top = top * a scale by factors (x, y, z).
     void Scale(const Maths::Vector3<double>& factors);
     // A right-handed rotation by angle radians about axis. Requires: axis is a
     // unit vector (it is used exactly as given).

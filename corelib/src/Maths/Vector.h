@@ -17,18 +17,22 @@ namespace Maths
 template <class T>
 struct Vector2
 {
+    // Number of components.
     static constexpr int DIMENSION = 2;
 
+    // The components.
     T x;
     T y;
 
     Vector2() : x(0), y(0) {}
+    // The vector (x_, y_).
     Vector2(T x_, T y_) : x(x_), y(y_) {}
 
     // Component i (0 is x, 1 is y). Requires: 0 <= i < 2.
     T& operator[](int i) { return i == 0 ? x : y; }
     const T& operator[](int i) const { return i == 0 ? x : y; }
 
+    // Componentwise sum and difference, negation, and product and quotient with a scalar.
     Vector2 operator+(const Vector2& v) const { return Vector2(x + v.x, y + v.y); }
     Vector2 operator-(const Vector2& v) const { return Vector2(x - v.x, y - v.y); }
     Vector2 operator-() const { return Vector2(-x, -y); }
@@ -36,6 +40,7 @@ struct Vector2
     Vector2 operator/(T s) const { return Vector2(x / s, y / s); }
     // A friend rather than a template, so an int scalar converts as in v * 2.
     friend Vector2 operator*(T s, const Vector2& v) { return v * s; }
+    // In-place forms of the operators above; == and != compare the components exactly.
     Vector2& operator+=(const Vector2& v) { x += v.x; y += v.y; return *this; }
     Vector2& operator-=(const Vector2& v) { x -= v.x; y -= v.y; return *this; }
     Vector2& operator*=(T s) { x *= s; y *= s; return *this; }
@@ -43,8 +48,11 @@ struct Vector2
     bool operator==(const Vector2& v) const { return x == v.x && y == v.y; }
     bool operator!=(const Vector2& v) const { return !(*this == v); }
 
+    // The dot product with v.
     T Dot(const Vector2& v) const { return x * v.x + y * v.y; }
+    // The dot product with itself: the length squared, without a square root.
     T SquaredLength() const { return Dot(*this); }
+    // The Euclidean length.
     T Length() const { return std::sqrt(SquaredLength()); }
     // This vector divided by its length. A zero vector gives NaN components:
     // guard at the call site where one can occur.
@@ -55,19 +63,24 @@ struct Vector2
 template <class T>
 struct Vector3
 {
+    // Number of components.
     static constexpr int DIMENSION = 3;
 
+    // The components.
     T x;
     T y;
     T z;
 
     Vector3() : x(0), y(0), z(0) {}
+    // The vector (x_, y_, z_).
     Vector3(T x_, T y_, T z_) : x(x_), y(y_), z(z_) {}
 
     // Component i (0 is x, 1 is y, 2 is z). Requires: 0 <= i < 3.
     T& operator[](int i) { return i == 0 ? x : (i == 1 ? y : z); }
     const T& operator[](int i) const { return i == 0 ? x : (i == 1 ? y : z); }
 
+    // Componentwise sum and difference, negation, product and quotient with a scalar
+    // (on either side), their in-place forms, and exact comparison of the components.
     Vector3 operator+(const Vector3& v) const { return Vector3(x + v.x, y + v.y, z + v.z); }
     Vector3 operator-(const Vector3& v) const { return Vector3(x - v.x, y - v.y, z - v.z); }
     Vector3 operator-() const { return Vector3(-x, -y, -z); }
@@ -81,13 +94,16 @@ struct Vector3
     bool operator==(const Vector3& v) const { return x == v.x && y == v.y && z == v.z; }
     bool operator!=(const Vector3& v) const { return !(*this == v); }
 
+    // The dot product with v.
     T Dot(const Vector3& v) const { return x * v.x + y * v.y + z * v.z; }
     // Right-handed cross product this x v.
     Vector3 Cross(const Vector3& v) const
     {
         return Vector3(y * v.z - z * v.y, z * v.x - x * v.z, x * v.y - y * v.x);
     }
+    // The dot product with itself: the length squared, without a square root.
     T SquaredLength() const { return Dot(*this); }
+    // The Euclidean length.
     T Length() const { return std::sqrt(SquaredLength()); }
     // This vector divided by its length; a zero vector gives NaN components.
     Vector3 Normalised() const { return *this / Length(); }
@@ -98,6 +114,7 @@ struct Vector3
 template <class T>
 struct Matrix3
 {
+    // The elements, row by row.
     T m[9];
 
     Matrix3() : m{1, 0, 0, 0, 1, 0, 0, 0, 1} {}
@@ -107,6 +124,7 @@ struct Matrix3
     {
     }
 
+    // The matrix of zeros.
     static Matrix3 Zero() { return Matrix3(0, 0, 0, 0, 0, 0, 0, 0, 0); }
 
     // Element (row r, column c). Requires: 0 <= r, c < 3.
@@ -131,8 +149,10 @@ struct Matrix3
                           m[6] * v.x + m[7] * v.y + m[8] * v.z);
     }
 
+    // The transpose: element (r, c) is this matrix's (c, r).
     Matrix3 Transposed() const { return Matrix3(m[0], m[3], m[6], m[1], m[4], m[7], m[2], m[5], m[8]); }
 
+    // Exact comparison of all nine elements.
     bool operator==(const Matrix3& b) const
     {
         for (int i = 0; i < 9; ++i)
@@ -140,6 +160,7 @@ struct Matrix3
                 return false;
         return true;
     }
+    // The negation of ==.
     bool operator!=(const Matrix3& b) const { return !(*this == b); }
 };
 
@@ -150,10 +171,12 @@ struct Matrix3
 template <class T>
 struct Matrix4
 {
+    // The elements, row by row.
     T m[16];
 
     Matrix4() : m{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1} {}
 
+    // The matrix of zeros.
     static Matrix4 Zero()
     {
         Matrix4 z;
@@ -185,6 +208,7 @@ struct Matrix4
                           m[8] * v.x + m[9] * v.y + m[10] * v.z + m[11]);
     }
 
+    // Exact comparison of all sixteen elements.
     bool operator==(const Matrix4& b) const
     {
         for (int i = 0; i < 16; ++i)
@@ -192,6 +216,7 @@ struct Matrix4
                 return false;
         return true;
     }
+    // The negation of ==.
     bool operator!=(const Matrix4& b) const { return !(*this == b); }
 };
 
@@ -201,6 +226,7 @@ struct Matrix4
 template <class T>
 Vector3<T> operator*(const Vector3<T>& v, const Matrix3<T>& m);
 
+// The float and double forms the library defines.
 extern template Vector3<float> operator*(const Vector3<float>&, const Matrix3<float>&);
 extern template Vector3<double> operator*(const Vector3<double>&, const Matrix3<double>&);
 

@@ -28,6 +28,7 @@ public:
     // always true.
     typedef std::pair<Functors::Functor0<bool>*, int> Edge;
 
+    // A state with the given id, without callbacks or edges.
     explicit CFSMState(int id);
 
     // Replace a callback; the old one is not deleted.
@@ -42,9 +43,12 @@ public:
     // Call the matching callback if one is set.
     void Enter();
     void Update();
+    // Calls the leave callback, if one is set, with the id of the next state.
     void Leave(int nextId);
 
+    // The edges, in the order added.
     std::vector<Edge>& Edges();
+    // The state's id.
     int Id() const;
 
 private:

@@ -24,6 +24,7 @@ class Bound
 {
 public:
     virtual ~Bound() {}
+    // Makes the call and returns its result.
     virtual R Execute() = 0;
 };
 
@@ -39,6 +40,7 @@ public:
     class Signature
     {
     public:
+        // Calls the target with args and returns its result.
         virtual R Execute(Args... args) = 0;
         virtual ~Signature() {}
 
@@ -76,10 +78,13 @@ public:
     class Method : public Signature
     {
     public:
+        // A member function of T taking Args and returning R.
         typedef R (T::*MemberFunction)(Args...);
 
+        // Calls member on object, which is borrowed.
         Method(T* object, MemberFunction member) : m_object(object), m_member(member) {}
 
+        // Calls the member function on the object with args.
         R Execute(Args... args) override { return (m_object->*m_member)(std::forward<Args>(args)...); }
 
     private:
@@ -91,10 +96,13 @@ public:
     class Function : public Signature
     {
     public:
+        // A free function taking Args and returning R.
         typedef R (*FreeFunction)(Args...);
 
+        // Calls function.
         explicit Function(FreeFunction function) : m_function(function) {}
 
+        // Calls the function with args.
         R Execute(Args... args) override { return m_function(std::forward<Args>(args)...); }
 
     private:
@@ -106,15 +114,19 @@ public:
 template <typename R, typename Done, typename... Rest>
 struct Strip;
 
+// No position left: the family of the arguments kept.
 template <typename R, typename... Done>
 struct Strip<R, std::tuple<Done...>>
 {
+    // The family.
     typedef Family<R, Done...> Type;
 };
 
+// Keeps Next unless it is void, then strips the rest.
 template <typename R, typename... Done, typename Next, typename... Rest>
 struct Strip<R, std::tuple<Done...>, Next, Rest...>
 {
+    // The family.
     typedef typename std::conditional<std::is_void<Next>::value, Strip<R, std::tuple<Done...>, Rest...>,
                                       Strip<R, std::tuple<Done..., Next>, Rest...>>::type::Type Type;
 };
@@ -135,6 +147,7 @@ public:
 // SharedPtr's counting policy: a plain, non-atomic int count.
 struct SimpleReferenceCounter
 {
+    // Counts one more owner.
     static void Increment(int& count) { ++count; }
     // True when the object should be deleted: the count was already 0 or has reached 0.
     static bool Decrement(int& count) { return count == 0 || --count == 0; }
@@ -153,14 +166,17 @@ public:
     // the pointer is empty).
     explicit SharedPtr(T* object) : m_count(new int(object != nullptr ? 1 : 0)), m_object(object) {}
 
+    // Another owner of other's object.
     SharedPtr(const SharedPtr& other) : m_count(nullptr), m_object(nullptr) { CopyFrom(other); }
 
+    // Takes over other's share; other is left empty.
     SharedPtr(SharedPtr&& other) noexcept : m_count(other.m_count), m_object(other.m_object)
     {
         other.m_count = nullptr;
         other.m_object = nullptr;
     }
 
+    // Gives up this owner's share, then shares other's object.
     SharedPtr& operator=(const SharedPtr& other)
     {
         if (this != &other)
@@ -171,6 +187,7 @@ public:
         return *this;
     }
 
+    // Gives up this owner's share, then takes over other's; other is left empty.
     SharedPtr& operator=(SharedPtr&& other) noexcept
     {
         if (this != &other)
@@ -184,10 +201,14 @@ public:
 
     ~SharedPtr() { Release(); }
 
+    // The object. Requires: the pointer is not empty.
     T* operator->() const { return m_object; }
     T& operator*() const { return *m_object; }
+    // The object, or null for an empty pointer.
     T* Get() const { return m_object; }
+    // True when the pointer holds no object.
     bool IsEmpty() const { return m_object == nullptr; }
+    // True when the pointer holds an object.
     explicit operator bool() const { return m_object != nullptr; }
 
     // The number of owners, 0 for an empty pointer.
@@ -254,6 +275,7 @@ template <typename R>
 class Functor0
 {
 public:
+    // Makes the call.
     virtual R operator()() = 0;
     virtual ~Functor0() {}
 };
@@ -263,6 +285,7 @@ template <typename R, typename A>
 class Functor1
 {
 public:
+    // Makes the call with argument.
     virtual R operator()(A argument) = 0;
     virtual ~Functor1() {}
 };

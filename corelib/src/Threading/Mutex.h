@@ -41,6 +41,7 @@ public:
         MUTEX_ERRORCHECK = 3
     };
 
+    // An unlocked mutex of the given kind.
     explicit Mutex(EMutexType type = MUTEX_ERRORCHECK);
     ~Mutex();
     Mutex(const Mutex&) = delete;
@@ -74,6 +75,7 @@ private:
 class MutexGuard
 {
 public:
+    // Tag of the constructor that takes over a mutex already locked.
     enum EAdoptLock
     {
         ADOPT_LOCK
@@ -99,6 +101,7 @@ private:
 class Conditional
 {
 public:
+    // A condition variable whose state word starts at value.
     explicit Conditional(int value);
     ~Conditional();
     Conditional(const Conditional&) = delete;
@@ -115,7 +118,9 @@ public:
     // Requires: the caller holds the associated mutex.
     void Store(int value);
 
+    // Wakes one waiter.
     void Signal();
+    // Wakes every waiter.
     void Broadcast();
 
     // Waits for a signal or broadcast. Requires: the caller holds m. Wakes may
@@ -144,6 +149,7 @@ private:
 class ConditionalGuard
 {
 public:
+    // How the value must compare to the limit: greater than, less than, or equal to it.
     enum EConditionType : int
     {
         CONDITION_GREATER_THAN = 0,
@@ -151,6 +157,7 @@ public:
         CONDITION_EQUAL_TO = 2
     };
 
+    // Tag of the constructor that waits on a mutex the caller already holds.
     enum EAdoptLock
     {
         ADOPT_LOCK

@@ -24,6 +24,7 @@ namespace Core
 class WorkerThread : public Thread
 {
 public:
+    // A queued call, shared between the queue and any other owner.
     typedef SharedPtr<Bound<void>, SimpleReferenceCounter> BoundPtr;
 
     // Ready to Start(); nothing runs until then.

@@ -32,7 +32,9 @@ public:
     // An application handler chained after the library's for one signal.
     struct SignalHandler
     {
+        // The handler, called with the signal number.
         void (*m_handler)(int);
+        // The signal it handles.
         int m_signal;
     };
 

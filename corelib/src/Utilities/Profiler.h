@@ -30,13 +30,17 @@ public:
         // of the process; the name pointer itself is the node's identity.
         Profile(const char* name, const char* file, int line, Profile* parent);
 
+        // The tag's name (its pointer is the node's identity), and the file and line where
+        // it was first entered.
         const char* m_name;
         const char* m_file;
+        // The line in that file.
         int m_line;
         int m_calls;             // completed calls
         Time m_firstCalled;      // when the node was created
         Time m_start;            // entry time of the call in progress
         Time m_total;            // sum of the completed calls' durations
+        // The longest and the shortest completed call.
         Time m_max;
         Time m_min;
         Profile* m_parent;       // null for the root
@@ -49,6 +53,7 @@ public:
     class ProfileTag
     {
     public:
+        // Enters the node for name; the destructor exits it.
         ProfileTag(const char* name, const char* file, int line);
         ~ProfileTag();
         ProfileTag(const ProfileTag&) = delete;
@@ -79,6 +84,7 @@ public:
 
     // The root ("Overall") and the node the next Entry descends from.
     const Profile& Root() const { return m_root; }
+    // The node the next Entry descends from.
     const Profile* Current() const { return m_current; }
 
 private:

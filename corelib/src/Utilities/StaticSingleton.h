@@ -9,6 +9,7 @@ namespace Core
 namespace Patterns
 {
 
+// One process-wide instance of T, made on first use and destroyed at exit.
 template <class T>
 class StaticSingleton
 {

@@ -63,6 +63,7 @@ public:
     // exceeds 499, so 1000 us counts as 2 ms. The seconds * 1000 product wraps in
     // 32 bits before widening: exact only up to 2147483 s (about 24.8 days of uptime).
     long long AsMilliseconds() const;
+    // Copies the fields into tv_sec and tv_usec.
     void AsTimeval(timeval& tv) const;
     // tv_nsec = microseconds * 1000, wrapping in 32 bits.
     void AsTimespec(timespec& ts) const;
@@ -130,6 +131,7 @@ protected:
     // Normalises as AddUS does: only a microsecond field above 1000000 carries.
     void CarryMicroseconds();
 
+    // The two fields, as Seconds() and Microseconds() return them.
     std::int32_t m_seconds;
     std::int32_t m_microseconds;
 };
@@ -143,6 +145,7 @@ class MonotonicTime : public Time
 {
 public:
     MonotonicTime();
+    // seconds past the clock's origin, with no microseconds.
     MonotonicTime(long seconds);
     MonotonicTime(const MonotonicTime&) = default;
     MonotonicTime& operator=(const MonotonicTime&) = default;
@@ -153,7 +156,9 @@ public:
     // Reads CLOCK_MONOTONIC into t (microseconds truncated); returns
     // clock_gettime's result and writes the fields even when it failed.
     static int GetTimeOfDay(MonotonicTime& t);
+    // The monotonic clock's Now() with the seconds increased; microseconds untouched.
     static MonotonicTime Timer(int seconds);
+    // The monotonic clock's Now() with ms * 1000 added to the microseconds, normalised as AddUS.
     static MonotonicTime TimerMs(int ms);
 
     // True when this deadline is at or before now.

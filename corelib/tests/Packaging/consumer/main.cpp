@@ -1,6 +1,7 @@
 // A program written as a user of the installed library: it includes the
 // umbrella header, calls into the library and names the library file it
-// loaded, so the test can tell the installed copy from the build tree's.
+// loaded, so the test can tell the installed copy from the build tree's. The
+// installed headers and library must be of one version.
 #include "CoreLibrary.h"
 
 #include <cstdio>
@@ -13,6 +14,11 @@ int main()
     if (t.Seconds() != 2 || t.Microseconds() != 500000)
     {
         std::puts("wrong value from the library");
+        return 1;
+    }
+    if (Core::Utilities::GetLibraryVersion() != CORELIB_VERSION_STRING)
+    {
+        std::printf("headers of %s, library %s\n", CORELIB_VERSION_STRING, Core::Utilities::GetLibraryVersion().c_str());
         return 1;
     }
     std::ifstream maps("/proc/self/maps");
