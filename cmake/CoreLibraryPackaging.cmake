@@ -52,9 +52,11 @@ if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${corelib_system_depends}")
 else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-  # The tool's own library is found in the runtime package's staging tree.
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
-    ${PROJECT_BINARY_DIR}/packages/_CPack_Packages/Linux/DEB/${CPACK_PACKAGE_NAME}-${PROJECT_VERSION}-Linux/runtime/usr/${CMAKE_INSTALL_LIBDIR})
+  # The tool's own library is found in the runtime package's staging tree,
+  # which lies below whatever package directory cpack is given (-B); the
+  # options file places it there when cpack runs.
+  set(CPACK_CORELIB_RUNTIME_LIBDIR usr/${CMAKE_INSTALL_LIBDIR})
+  set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/CoreLibraryCPackOptions.cmake)
 endif()
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 

@@ -1,3 +1,4 @@
+// Internal to the library: not installed and not part of CoreLibrary.h.
 // The one conversion between integers and their big-endian bytes, used by the
 // byte buffer, the block file and the checksums. Byte by byte, so it needs no
 // alignment and gives the same result on hosts of either byte order.
