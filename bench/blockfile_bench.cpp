@@ -106,7 +106,7 @@ public:
     {
         const int fd = ::open(m_path.c_str(), O_RDONLY);
         m_checked = 0;
-        std::size_t held = 0;  // bytes of the buffer's front not yet taken
+        std::size_t held = 0; // bytes of the buffer's front not yet taken
         for (ssize_t count; (count = ::read(fd, m_buffer.data() + held, m_buffer.size() - held)) > 0;)
         {
             const auto* bytes = reinterpret_cast<const unsigned char*>(m_buffer.data());
@@ -154,14 +154,16 @@ private:
 void ReadBlockLib(benchmark::State& state)
 {
     Readers readers;
-    Alternate(state, Clock::ThreadCpu, [&] { readers.Library(); }, [&] { readers.PlainChecked(); });
+    Alternate(
+        state, Clock::ThreadCpu, [&] { readers.Library(); }, [&] { readers.PlainChecked(); });
     SameOutput(state, readers.AgreeChecked(), "not every block was read and checked");
 }
 
 void ReadBlockRef(benchmark::State& state)
 {
     Readers readers;
-    Alternate(state, Clock::ThreadCpu, [&] { readers.PlainChecked(); }, [&] { readers.Library(); });
+    Alternate(
+        state, Clock::ThreadCpu, [&] { readers.PlainChecked(); }, [&] { readers.Library(); });
 }
 
 void ReadBlockVsReadLib(benchmark::State& state)

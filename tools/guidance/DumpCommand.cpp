@@ -12,13 +12,12 @@ namespace GuidanceTool
 namespace
 {
 
-const char kHelp[] =
-    "usage: guidance dump [--csv] FILE\n"
-    "  Prints the fix records of a record file written by 'guidance replay', one per\n"
-    "  line, then how many records were read, how many blocks of other kinds and how\n"
-    "  many bytes were skipped as damaged, and which record numbers are missing. With\n"
-    "  --csv the records are printed as comma-separated values and the counts go to\n"
-    "  standard error.\n";
+const char kHelp[] = "usage: guidance dump [--csv] FILE\n"
+                     "  Prints the fix records of a record file written by 'guidance replay', one per\n"
+                     "  line, then how many records were read, how many blocks of other kinds and how\n"
+                     "  many bytes were skipped as damaged, and which record numbers are missing. With\n"
+                     "  --csv the records are printed as comma-separated values and the counts go to\n"
+                     "  standard error.\n";
 
 } // namespace
 

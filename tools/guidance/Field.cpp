@@ -168,8 +168,8 @@ Field Field::FromText(const std::string& text, const std::string& source)
     for (const GeoPoint& point : field.points)
     {
         apart = apart || point.latitude != field.points[0].latitude || point.longitude != field.points[0].longitude;
-        CheckRange(source + ": metres from the first point", plane.ToPlane(point.latitude, point.longitude).Length(),
-                   0, kLargestExtent);
+        CheckRange(source + ": metres from the first point", plane.ToPlane(point.latitude, point.longitude).Length(), 0,
+                   kLargestExtent);
     }
     if (!apart)
         throw BadInput(source, "the guidance line's points all coincide");

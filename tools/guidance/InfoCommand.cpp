@@ -13,8 +13,9 @@ namespace GuidanceTool
 int Info(const Arguments& args)
 {
     Options options({});
-    if (!options.ParseOrHelp(args, "usage: guidance info\n"
-                                   "  Prints the library and software versions, the UTC and GPS time, and the uptime.\n"))
+    if (!options.ParseOrHelp(args,
+                             "usage: guidance info\n"
+                             "  Prints the library and software versions, the UTC and GPS time, and the uptime.\n"))
         return 0;
     if (!options.Positional().empty())
         throw BadInput(options.Positional()[0], "info takes no arguments");

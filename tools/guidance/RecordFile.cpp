@@ -38,8 +38,8 @@ std::string SequenceGaps::Text() const
 std::string RecordFileContents::CountsText() const
 {
     return std::to_string(recordCount) + " records, " + std::to_string(otherBlocks) + " blocks of other kinds, " +
-           std::to_string(skippedBytes) + " bytes skipped as damaged, " + std::to_string(gaps.Missing()) +
-           " missing" + (gaps.Missing() == 0 ? "" : " (" + gaps.Text() + ")");
+           std::to_string(skippedBytes) + " bytes skipped as damaged, " + std::to_string(gaps.Missing()) + " missing" +
+           (gaps.Missing() == 0 ? "" : " (" + gaps.Text() + ")");
 }
 
 RecordFileContents ReadRecordFile(const std::string& path, const std::function<void(const FixRecord&)>& each)

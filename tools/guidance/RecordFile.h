@@ -39,8 +39,8 @@ struct RecordFileContents
 {
     std::vector<FixRecord> records; // only from the overload without a callback
     std::size_t recordCount = 0;
-    std::size_t otherBlocks = 0;    // intact blocks that are not fix records, or whose record is incomplete
-    long long skippedBytes = 0;     // bytes outside every intact block
+    std::size_t otherBlocks = 0; // intact blocks that are not fix records, or whose record is incomplete
+    long long skippedBytes = 0;  // bytes outside every intact block
     SequenceGaps gaps;
 
     // "N records, M blocks of other kinds, B bytes skipped as damaged, K missing (ranges)".

@@ -61,8 +61,7 @@ private:
 class WriteDone : public Core::Bound<void>
 {
 public:
-    WriteDone(RecordWriter& writer, std::shared_ptr<WriteResult> result)
-        : m_writer(writer), m_result(std::move(result))
+    WriteDone(RecordWriter& writer, std::shared_ptr<WriteResult> result) : m_writer(writer), m_result(std::move(result))
     {
     }
     void Execute() override { m_writer.Completed(m_result->ok, m_result->error); }
@@ -129,8 +128,8 @@ void KeepInterruptedRecords(const std::string& path)
     {
         const std::string found = entry->d_name;
         const std::size_t suffix = found.size() - std::min(found.size(), sizeof kPartialSuffix - 1);
-        if (found.compare(0, name.size() + 1, name + ".") == 0 && found.compare(suffix, std::string::npos,
-                                                                                  kPartialSuffix) == 0)
+        if (found.compare(0, name.size() + 1, name + ".") == 0 &&
+            found.compare(suffix, std::string::npos, kPartialSuffix) == 0)
             partials.push_back(found);
     }
     closedir(entries);
@@ -211,8 +210,9 @@ void RecordWriter::Finish()
     m_worker.Process();
     m_file.Close();
     if (m_failed > 0)
-        throw IoFailure(m_partialPath, "cannot append " + std::to_string(m_failed) + " of " +
-                                           std::to_string(m_failed + m_written) + " records",
+        throw IoFailure(m_partialPath,
+                        "cannot append " + std::to_string(m_failed) + " of " + std::to_string(m_failed + m_written) +
+                            " records",
                         m_firstError);
 }
 

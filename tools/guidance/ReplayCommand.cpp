@@ -28,26 +28,25 @@ namespace GuidanceTool
 namespace
 {
 
-const char kReplayHelp[] =
-    "usage: guidance replay [options] [FILE]\n"
-    "  Reads NMEA sentences from FILE ('-' or none: standard input) or a serial device,\n"
-    "  measures every fix against the field's guidance line (nearest pass, cross-track,\n"
-    "  along-track and heading error), records the fixes, and writes into the output\n"
-    "  directory: fixes.rec (records; see 'guidance dump'), drive.kml and summary.txt.\n"
-    "  Previous outputs are replaced only when the run completes: after any failure\n"
-    "  they are left as they were. Records an interrupted run synced are kept as\n"
-    "  fixes-interrupted-<start time>.rec by the next run. Ctrl-C ends a serial replay\n"
-    "  normally; it cuts a file replay short with its outputs complete up to there.\n"
-    "\n"
-    "  --field FILE      field file (default: the built-in sample field)\n"
-    "  --output DIR      output directory (default: out)\n"
-    "  --serial DEVICE   read from a serial device until --idle seconds pass without\n"
-    "                    data, or until interrupted (Ctrl-C)\n"
-    "  --baud RATE       serial speed (default 115200)\n"
-    "  --idle SECONDS    end a serial replay after this long without data, 0.1 to\n"
-    "                    86400 (default 10)\n"
-    "  --stick DIR       copy the outputs to DIR (default: /mnt/usb/ when a stick is present)\n"
-    "  --no-stick        do not copy the outputs\n";
+const char kReplayHelp[] = "usage: guidance replay [options] [FILE]\n"
+                           "  Reads NMEA sentences from FILE ('-' or none: standard input) or a serial device,\n"
+                           "  measures every fix against the field's guidance line (nearest pass, cross-track,\n"
+                           "  along-track and heading error), records the fixes, and writes into the output\n"
+                           "  directory: fixes.rec (records; see 'guidance dump'), drive.kml and summary.txt.\n"
+                           "  Previous outputs are replaced only when the run completes: after any failure\n"
+                           "  they are left as they were. Records an interrupted run synced are kept as\n"
+                           "  fixes-interrupted-<start time>.rec by the next run. Ctrl-C ends a serial replay\n"
+                           "  normally; it cuts a file replay short with its outputs complete up to there.\n"
+                           "\n"
+                           "  --field FILE      field file (default: the built-in sample field)\n"
+                           "  --output DIR      output directory (default: out)\n"
+                           "  --serial DEVICE   read from a serial device until --idle seconds pass without\n"
+                           "                    data, or until interrupted (Ctrl-C)\n"
+                           "  --baud RATE       serial speed (default 115200)\n"
+                           "  --idle SECONDS    end a serial replay after this long without data, 0.1 to\n"
+                           "                    86400 (default 10)\n"
+                           "  --stick DIR       copy the outputs to DIR (default: /mnt/usb/ when a stick is present)\n"
+                           "  --no-stick        do not copy the outputs\n";
 
 const char kDemoHelp[] =
     "usage: guidance demo [options]\n"
@@ -119,8 +118,8 @@ public:
             return;
         const long written = replayer.RecordsWritten();
         std::printf("\r  fixes %7ld   recorded %7ld   rate %6.1f /s   pass %3d   cross-track %+7.3f m ",
-                    replayer.RecordCount(), written, (written - m_lastWritten) / elapsed,
-                    latest->pass, latest->crossTrack);
+                    replayer.RecordCount(), written, (written - m_lastWritten) / elapsed, latest->pass,
+                    latest->crossTrack);
         std::fflush(stdout);
         m_last = now;
         m_lastWritten = written;
@@ -282,8 +281,7 @@ int Replay(const Arguments& args)
             throw BadInput(input, "a directory, not NMEA input");
     }
     CatchInterruptions();
-    RunReplay(field, output, stick,
-              [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    RunReplay(field, output, stick, [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
     return InterruptedStatus();
 }
 

@@ -145,7 +145,9 @@ void Replayer::CompletePending()
     m_writer.Append(record);
 }
 
-RunningCrossTrack::RunningCrossTrack() : m_histogram(kHistogramMillimetres + 1, 0) {}
+RunningCrossTrack::RunningCrossTrack() : m_histogram(kHistogramMillimetres + 1, 0)
+{
+}
 
 void RunningCrossTrack::Add(double distance)
 {
@@ -154,8 +156,7 @@ void RunningCrossTrack::Add(double distance)
     m_maximum = std::max(m_maximum, distance);
     // A distance is counted in the bin of the millimetre it does not exceed.
     const double millimetres = std::ceil(distance * kMillimetresPerMetre);
-    ++m_histogram[millimetres < kHistogramMillimetres ? static_cast<std::size_t>(millimetres)
-                                                      : kHistogramMillimetres];
+    ++m_histogram[millimetres < kHistogramMillimetres ? static_cast<std::size_t>(millimetres) : kHistogramMillimetres];
 }
 
 CrossTrackStatistics RunningCrossTrack::Statistics() const

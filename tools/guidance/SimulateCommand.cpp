@@ -17,27 +17,26 @@ namespace GuidanceTool
 namespace
 {
 
-const char kHelp[] =
-    "usage: guidance simulate [options]\n"
-    "  Writes a drive over the field as NMEA sentences (GGA and VTG at 10 Hz, GSA each\n"
-    "  second): the guidance line and its passes to the right, with headland turns,\n"
-    "  positioning noise, fix-quality changes, dropouts and some damaged sentences.\n"
-    "  An existing output file is replaced only once the drive is complete (a symbolic\n"
-    "  link's target is replaced; a device or FIFO is written in place). Interrupted,\n"
-    "  the output holds the drive up to the interruption.\n"
-    "\n"
-    "  --field FILE      field file (default: the built-in sample field)\n"
-    "  --output FILE     write to FILE, '-' for standard output (the default)\n"
-    "  --serial DEVICE   send to a serial device in real time instead\n"
-    "  --baud RATE       serial speed (default 115200)\n"
-    "  --speedup N       send N times faster than real time, 0.01 to 1000 (default 1)\n"
-    "  --passes N        number of passes, 1 to 1000 (default 4)\n"
-    "  --speed M         speed along the passes, 0.1 to 50 metres per second (default 4)\n"
-    "  --damaged SHARE   share of damaged sentences, 0 to 1 (default 0.005)\n"
-    "  --steady          no fix-quality changes and no dropouts\n"
-    "  --seed N          random seed, 0 to 2147483647 (default 1)\n"
-    "  A field file holds 2 to 1000 points within 20 km of the first, and a working\n"
-    "  width of 0.5 to 1000 m.\n";
+const char kHelp[] = "usage: guidance simulate [options]\n"
+                     "  Writes a drive over the field as NMEA sentences (GGA and VTG at 10 Hz, GSA each\n"
+                     "  second): the guidance line and its passes to the right, with headland turns,\n"
+                     "  positioning noise, fix-quality changes, dropouts and some damaged sentences.\n"
+                     "  An existing output file is replaced only once the drive is complete (a symbolic\n"
+                     "  link's target is replaced; a device or FIFO is written in place). Interrupted,\n"
+                     "  the output holds the drive up to the interruption.\n"
+                     "\n"
+                     "  --field FILE      field file (default: the built-in sample field)\n"
+                     "  --output FILE     write to FILE, '-' for standard output (the default)\n"
+                     "  --serial DEVICE   send to a serial device in real time instead\n"
+                     "  --baud RATE       serial speed (default 115200)\n"
+                     "  --speedup N       send N times faster than real time, 0.01 to 1000 (default 1)\n"
+                     "  --passes N        number of passes, 1 to 1000 (default 4)\n"
+                     "  --speed M         speed along the passes, 0.1 to 50 metres per second (default 4)\n"
+                     "  --damaged SHARE   share of damaged sentences, 0 to 1 (default 0.005)\n"
+                     "  --steady          no fix-quality changes and no dropouts\n"
+                     "  --seed N          random seed, 0 to 2147483647 (default 1)\n"
+                     "  A field file holds 2 to 1000 points within 20 km of the first, and a working\n"
+                     "  width of 0.5 to 1000 m.\n";
 
 const double kFastestSpeedup = 1000;
 const double kSlowestSpeedup = 0.01;

@@ -133,8 +133,8 @@ public:
         if (!m_previous.empty())
         {
             piece.push_back(PathPoint{m_previous.back(), m_settings.speed});
-            AppendTurn(piece, m_previous.back(), m_previous.back() - m_previous[m_previous.size() - 2],
-                       line.front(), line[1] - line.front(), m_settings.turnSpeed);
+            AppendTurn(piece, m_previous.back(), m_previous.back() - m_previous[m_previous.size() - 2], line.front(),
+                       line[1] - line.front(), m_settings.turnSpeed);
         }
         for (const Point& p : line)
             piece.push_back(PathPoint{p, m_settings.speed});
@@ -261,8 +261,7 @@ void SimulateDrive(const Field& field, const SimulationSettings& settings,
 
             // Move on by one epoch's distance, across as many path points as it takes.
             along += path[segment].speed * kEpochSeconds;
-            while (segment + 1 < path.size() &&
-                   along >= (path[segment + 1].position - path[segment].position).Length())
+            while (segment + 1 < path.size() && along >= (path[segment + 1].position - path[segment].position).Length())
             {
                 along -= (path[segment + 1].position - path[segment].position).Length();
                 ++segment;

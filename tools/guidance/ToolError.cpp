@@ -26,8 +26,7 @@ const char kExitStatusHelp[] = "\n"
                                "  2       bad usage or bad input\n"
                                "  128+N   interrupted by signal N (130 Ctrl-C, 143 SIGTERM)\n";
 
-ToolError::ToolError(ExitStatus status, const std::string& subject, const std::string& what,
-                     const std::string& reason)
+ToolError::ToolError(ExitStatus status, const std::string& subject, const std::string& what, const std::string& reason)
     : std::runtime_error(JoinParts(subject, what, reason)), m_status(status)
 {
 }

@@ -28,8 +28,7 @@ class ToolError : public std::runtime_error
 public:
     // subject: the file, device or option concerned (may be empty); what:
     // what failed; reason: why (may be empty).
-    ToolError(ExitStatus status, const std::string& subject, const std::string& what,
-              const std::string& reason = "");
+    ToolError(ExitStatus status, const std::string& subject, const std::string& what, const std::string& reason = "");
     ExitStatus Status() const { return m_status; }
 
 private:

@@ -182,7 +182,8 @@ public:
             }
             const std::string payload = Payload(i);
             Core::IO::CDataBuffer buffer;
-            buffer.Add(reinterpret_cast<const unsigned char*>(payload.data()), static_cast<unsigned int>(payload.size()));
+            buffer.Add(reinterpret_cast<const unsigned char*>(payload.data()),
+                       static_cast<unsigned int>(payload.size()));
             if (file.WriteBlock(static_cast<unsigned short>(i), buffer))
             {
                 m_acknowledged.push_back(i);
@@ -255,7 +256,8 @@ private:
 
 TEST(DurabilityTest, BlockFileKeepsEveryAcknowledgedBlockAndNoTornOne)
 {
-    const Figures figures = Campaign("block file", [](const FileFault*) { return std::make_unique<BlockFileScenario>(); });
+    const Figures figures =
+        Campaign("block file", [](const FileFault*) { return std::make_unique<BlockFileScenario>(); });
     EXPECT_EQ(0, figures.violations);
     EXPECT_GT(figures.faults, 0) << "the writer bypasses the file layer";
 }
@@ -281,14 +283,9 @@ public:
     {
         switch (writer)
         {
-        case XML:
-            m_new = NewDocument("");
-            break;
-        case KML:
-            m_new = NewTrack("");
-            break;
-        default:
-            m_new = Contents("new", 9000);
+        case XML: m_new = NewDocument(""); break;
+        case KML: m_new = NewTrack(""); break;
+        default: m_new = Contents("new", 9000);
         }
         CoreTest::WriteBytes(m_source.File("source"), m_new);
     }
@@ -307,22 +304,17 @@ public:
                 power.Acknowledge();
             Core::Utilities::SyncParentDir(path);
             break;
-        case SafeCopy:
-            ok = Core::Utilities::SafeFileCopy(m_source.File("source"), path, nullptr);
-            break;
-        case IncrementalCopy: {
+        case SafeCopy: ok = Core::Utilities::SafeFileCopy(m_source.File("source"), path, nullptr); break;
+        case IncrementalCopy:
+        {
             Core::Utilities::CIncrementalFileCopy copy(m_source.File("source"), path, nullptr);
             while (!copy.Finished())
                 copy.Idle(1);
             ok = copy.Idle(0);
             break;
         }
-        case XML:
-            ok = NewDocument(path).empty();
-            break;
-        case KML:
-            ok = NewTrack(path).empty();
-            break;
+        case XML: ok = NewDocument(path).empty(); break;
+        case KML: ok = NewTrack(path).empty(); break;
         }
         m_faultFired = m_fault != nullptr && power.Fired();
         // A KML document reports nothing after opening, but one whose bytes
@@ -377,12 +369,9 @@ private:
             return false;
         switch (m_writer)
         {
-        case XML:
-            return m_fault->op == FileOp::Write || m_fault->op == FileOp::Sync;
-        case KML:
-            return true;
-        default:
-            return m_fault->op == FileOp::Rename;
+        case XML: return m_fault->op == FileOp::Write || m_fault->op == FileOp::Sync;
+        case KML: return true;
+        default: return m_fault->op == FileOp::Rename;
         }
     }
 
@@ -437,9 +426,8 @@ TEST(DurabilityTest, ReplacedFilesHoldOneWholeVersion)
     {
         SCOPED_TRACE(name);
         const ReplacementScenario::Writer chosen = writer;
-        const Figures figures = Campaign(name, [chosen](const FileFault* fault) {
-            return std::make_unique<ReplacementScenario>(chosen, fault);
-        });
+        const Figures figures = Campaign(
+            name, [chosen](const FileFault* fault) { return std::make_unique<ReplacementScenario>(chosen, fault); });
         EXPECT_EQ(0, figures.violations);
         EXPECT_GT(figures.faults, 0) << "the writer bypasses the file layer";
     }
