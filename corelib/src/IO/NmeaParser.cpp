@@ -65,9 +65,9 @@ const double kPowersOfTen[kExactDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5, 
 struct PlainNumber
 {
     bool negative = false;
-    long long digits = 0;   // every digit, the point ignored
-    int count = 0;          // digits read
-    int decimals = 0;       // digits after the point
+    long long digits = 0; // every digit, the point ignored
+    int count = 0;        // digits read
+    int decimals = 0;     // digits after the point
     bool point = false;
 };
 
@@ -250,10 +250,9 @@ int DecodeGGA(FieldCursor& in, sNmeaGGA& gga)
         return failed;
     gga.fixQuality = quality;
 
-    if (!in.Next() || !in.Optional(gga.satellitesInUse) || !in.Next() || !in.Optional(gga.hdop) ||
-        !in.Next() || !in.Optional(gga.altitude) || !in.Next() || !in.Unit('M') ||
-        !in.Next() || !in.Optional(gga.geoidSeparation) || !in.Next() || !in.Unit('M') ||
-        !in.Next() || !in.Optional(gga.differentialAge))
+    if (!in.Next() || !in.Optional(gga.satellitesInUse) || !in.Next() || !in.Optional(gga.hdop) || !in.Next() ||
+        !in.Optional(gga.altitude) || !in.Next() || !in.Unit('M') || !in.Next() || !in.Optional(gga.geoidSeparation) ||
+        !in.Next() || !in.Unit('M') || !in.Next() || !in.Optional(gga.differentialAge))
         return failed;
 
     // The station id is the last field and carries the checksum with it; a
@@ -281,8 +280,8 @@ int DecodeVTG(FieldCursor& in, sNmeaVTG& vtg)
         return failed;
     // An empty magnetic track yields the radians of -1 degree, not a marker.
     vtg.trackMagneticRadians = Core::Maths::Radians<double>(vtg.trackMagneticDegrees);
-    if (!in.Next() || !in.Unit('M') || !in.Next() || !in.Optional(vtg.speedKnots) || !in.Next() ||
-        !in.Unit('N') || !in.Next() || !in.Optional(vtg.speedKmh) || !in.Next() || !in.Unit('K'))
+    if (!in.Next() || !in.Unit('M') || !in.Next() || !in.Optional(vtg.speedKnots) || !in.Next() || !in.Unit('N') ||
+        !in.Next() || !in.Optional(vtg.speedKmh) || !in.Next() || !in.Unit('K'))
         return failed;
 
     // The mode field came later to the sentence; older receivers leave it out.

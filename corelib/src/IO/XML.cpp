@@ -508,12 +508,8 @@ public:
             case rapidxml::node_cdata:
                 to.AddData(child->value(), static_cast<unsigned int>(child->value_size()));
                 break;
-            case rapidxml::node_comment:
-                AddNode(to, child->value(), child->value_size(), XMLCommentNode);
-                break;
-            default:
-                std::printf("ignoring node\n");
-                break;
+            case rapidxml::node_comment: AddNode(to, child->value(), child->value_size(), XMLCommentNode); break;
+            default: std::printf("ignoring node\n"); break;
             }
         }
     }
@@ -549,7 +545,8 @@ private:
     {
         if (m_attributes.empty())
         {
-            node.AddAttribute(name, static_cast<unsigned int>(nameLength), value, static_cast<unsigned int>(valueLength));
+            node.AddAttribute(name, static_cast<unsigned int>(nameLength), value,
+                              static_cast<unsigned int>(valueLength));
             return;
         }
         Attributes::node_type entry = std::move(m_attributes.back());

@@ -116,11 +116,7 @@ bool SafeFileCopy(const std::string& source, const std::string& destination, Cop
 
 CIncrementalFileCopy::CIncrementalFileCopy(const std::string& source, const std::string& destination,
                                            CopyProgress* progress)
-    : m_source(nullptr),
-      m_destination(destination),
-      m_failed(false),
-      m_totalBytes(0),
-      m_copiedBytes(0),
+    : m_source(nullptr), m_destination(destination), m_failed(false), m_totalBytes(0), m_copiedBytes(0),
       m_progress(progress)
 {
     m_source = fopen(source.c_str(), "rb");

@@ -9,10 +9,11 @@
 //      never missing when an old version existed;
 //   4. after an I/O error the next open recovers without losing acknowledged data.
 // A writer whose contract promises less is checked for exactly what it promises.
-// The figures of each writer go to durability.txt in the test-results directory.
+// The figures of each writer go to durability-Durability.txt in the test-results directory.
 #include "Formats/AppendOnlyFile.h"
 #include "Formats/KMLWriter.h"
 #include "IO/XML.h"
+#include "Support/DurabilityFigures.h"
 #include "Support/EmulatorLimits.h"
 #include "Support/PowerLoss.h"
 #include "Support/TestSupport.h"
@@ -61,29 +62,7 @@ public:
 // Makes a fresh scenario for a run; fault is null for the clean run.
 typedef std::function<std::unique_ptr<Scenario>(const FileFault* fault)> ScenarioFactory;
 
-struct Figures
-{
-    long states = 0;
-    int faults = 0;
-    int violations = 0;
-};
-
-// Adds one writer's figures to the results file that the test command
-// prints; the program's first report starts the file afresh.
-void Report(const std::string& writer, const Figures& figures)
-{
-    static bool first = true;
-    const std::string directory = std::string(CORELIB_BINARY_DIR) + "/test-results";
-    mkdir(directory.c_str(), 0755);
-    std::FILE* out = std::fopen((directory + "/durability.txt").c_str(), first ? "w" : "a");
-    first = false;
-    if (out != nullptr)
-    {
-        std::fprintf(out, "durability: %s %ld states, %d faults, %d violations\n", writer.c_str(), figures.states,
-                     figures.faults, figures.violations);
-        std::fclose(out);
-    }
-}
+typedef CoreTest::DurabilityFigures Figures;
 
 // One recorded run, explored; adds to the figures.
 void Run(const ScenarioFactory& make, const FileFault* fault, int samples, Figures& figures, int counts[])
@@ -128,7 +107,7 @@ Figures Campaign(const std::string& writer, const ScenarioFactory& make)
             }
         }
     }
-    Report(writer, figures);
+    CoreTest::ReportDurability("Durability", writer, figures);
     return figures;
 }
 
@@ -182,7 +161,8 @@ public:
             }
             const std::string payload = Payload(i);
             Core::IO::CDataBuffer buffer;
-            buffer.Add(reinterpret_cast<const unsigned char*>(payload.data()), static_cast<unsigned int>(payload.size()));
+            buffer.Add(reinterpret_cast<const unsigned char*>(payload.data()),
+                       static_cast<unsigned int>(payload.size()));
             if (file.WriteBlock(static_cast<unsigned short>(i), buffer))
             {
                 m_acknowledged.push_back(i);
@@ -255,7 +235,8 @@ private:
 
 TEST(DurabilityTest, BlockFileKeepsEveryAcknowledgedBlockAndNoTornOne)
 {
-    const Figures figures = Campaign("block file", [](const FileFault*) { return std::make_unique<BlockFileScenario>(); });
+    const Figures figures =
+        Campaign("block file", [](const FileFault*) { return std::make_unique<BlockFileScenario>(); });
     EXPECT_EQ(0, figures.violations);
     EXPECT_GT(figures.faults, 0) << "the writer bypasses the file layer";
 }
@@ -281,14 +262,9 @@ public:
     {
         switch (writer)
         {
-        case XML:
-            m_new = NewDocument("");
-            break;
-        case KML:
-            m_new = NewTrack("");
-            break;
-        default:
-            m_new = Contents("new", 9000);
+        case XML: m_new = NewDocument(""); break;
+        case KML: m_new = NewTrack(""); break;
+        default: m_new = Contents("new", 9000);
         }
         CoreTest::WriteBytes(m_source.File("source"), m_new);
     }
@@ -307,22 +283,17 @@ public:
                 power.Acknowledge();
             Core::Utilities::SyncParentDir(path);
             break;
-        case SafeCopy:
-            ok = Core::Utilities::SafeFileCopy(m_source.File("source"), path, nullptr);
-            break;
-        case IncrementalCopy: {
+        case SafeCopy: ok = Core::Utilities::SafeFileCopy(m_source.File("source"), path, nullptr); break;
+        case IncrementalCopy:
+        {
             Core::Utilities::CIncrementalFileCopy copy(m_source.File("source"), path, nullptr);
             while (!copy.Finished())
                 copy.Idle(1);
             ok = copy.Idle(0);
             break;
         }
-        case XML:
-            ok = NewDocument(path).empty();
-            break;
-        case KML:
-            ok = NewTrack(path).empty();
-            break;
+        case XML: ok = NewDocument(path).empty(); break;
+        case KML: ok = NewTrack(path).empty(); break;
         }
         m_faultFired = m_fault != nullptr && power.Fired();
         // A KML document reports nothing after opening, but one whose bytes
@@ -377,12 +348,9 @@ private:
             return false;
         switch (m_writer)
         {
-        case XML:
-            return m_fault->op == FileOp::Write || m_fault->op == FileOp::Sync;
-        case KML:
-            return true;
-        default:
-            return m_fault->op == FileOp::Rename;
+        case XML: return m_fault->op == FileOp::Write || m_fault->op == FileOp::Sync;
+        case KML: return true;
+        default: return m_fault->op == FileOp::Rename;
         }
     }
 
@@ -437,9 +405,8 @@ TEST(DurabilityTest, ReplacedFilesHoldOneWholeVersion)
     {
         SCOPED_TRACE(name);
         const ReplacementScenario::Writer chosen = writer;
-        const Figures figures = Campaign(name, [chosen](const FileFault* fault) {
-            return std::make_unique<ReplacementScenario>(chosen, fault);
-        });
+        const Figures figures = Campaign(
+            name, [chosen](const FileFault* fault) { return std::make_unique<ReplacementScenario>(chosen, fault); });
         EXPECT_EQ(0, figures.violations);
         EXPECT_GT(figures.faults, 0) << "the writer bypasses the file layer";
     }

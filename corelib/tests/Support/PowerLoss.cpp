@@ -107,9 +107,7 @@ struct Model
     {
         switch (event.kind)
         {
-        case PowerLoss::Event::Create:
-            names[event.name] = event.node;
-            break;
+        case PowerLoss::Event::Create: names[event.name] = event.node; break;
         case PowerLoss::Event::Rename:
             if (names.count(event.name) != 0)
             {
@@ -117,11 +115,8 @@ struct Model
                 names.erase(event.name);
             }
             break;
-        case PowerLoss::Event::Unlink:
-            names.erase(event.name);
-            break;
-        default:
-            break;
+        case PowerLoss::Event::Unlink: names.erase(event.name); break;
+        default: break;
         }
     }
 
@@ -136,26 +131,16 @@ struct Model
             pendingNames.push_back(&event);
             break;
         case PowerLoss::Event::Write:
-        case PowerLoss::Event::Truncate:
-            nodes[event.node].pending.push_back(&event);
-            break;
-        case PowerLoss::Event::SyncFile:
-            SyncNode(nodes[event.node]);
-            break;
-        case PowerLoss::Event::LoseUnsynced:
-            nodes[event.node].pending.clear();
-            break;
-        case PowerLoss::Event::SyncDirectory:
-            SyncNames();
-            break;
+        case PowerLoss::Event::Truncate: nodes[event.node].pending.push_back(&event); break;
+        case PowerLoss::Event::SyncFile: SyncNode(nodes[event.node]); break;
+        case PowerLoss::Event::LoseUnsynced: nodes[event.node].pending.clear(); break;
+        case PowerLoss::Event::SyncDirectory: SyncNames(); break;
         case PowerLoss::Event::SyncAll:
             for (Node& node : nodes)
                 SyncNode(node);
             SyncNames();
             break;
-        case PowerLoss::Event::Acknowledge:
-            ++acknowledged;
-            break;
+        case PowerLoss::Event::Acknowledge: ++acknowledged; break;
         }
     }
 };
@@ -164,9 +149,9 @@ struct Model
 // piece of a pending write, a pending truncation, or a pending name change.
 struct Choice
 {
-    int node;              // -1 for a name change
+    int node; // -1 for a name change
     const PowerLoss::Event* event;
-    uint64_t begin, end;   // the piece of a write
+    uint64_t begin, end; // the piece of a write
 };
 
 // Every choice of a model, in the order the operations happened.
@@ -264,13 +249,8 @@ std::vector<std::vector<bool>> Combinations(std::size_t count, int samples, uint
 } // namespace
 
 PowerLoss::PowerLoss(const std::string& scratch)
-    : m_scratch(scratch),
-      m_directory(scratch + "/files"),
-      m_stateDirectory(scratch + "/crash"),
-      m_previous(nullptr),
-      m_recording(false),
-      m_nodes(0),
-      m_states(0)
+    : m_scratch(scratch), m_directory(scratch + "/files"), m_stateDirectory(scratch + "/crash"), m_previous(nullptr),
+      m_recording(false), m_nodes(0), m_states(0)
 {
     mkdir(m_directory.c_str(), 0700);
     mkdir(m_stateDirectory.c_str(), 0700);

@@ -44,9 +44,8 @@ protected:
     // Runs a shell script in the test directory; $G is the program.
     CoreTest::ChildResult Script(const std::string& script, double timeoutSeconds = 120.0)
     {
-        return CoreTest::RunCommand("cd " + m_dir.Path() + " || exit 99; G='" + ToolTest::GuidanceCommand() + "'; " +
-                                        script,
-                                    timeoutSeconds);
+        return CoreTest::RunCommand(
+            "cd " + m_dir.Path() + " || exit 99; G='" + ToolTest::GuidanceCommand() + "'; " + script, timeoutSeconds);
     }
     std::string File(const std::string& name) const { return m_dir.File(name); }
 
@@ -123,8 +122,8 @@ TEST_F(ProgramTest, InfoPrintsTheVersionAndOneReadingOfTheClock)
     long unixSeconds = 0, towSeconds = 0;
     int week = 0;
     ASSERT_EQ(4, std::sscanf(info.c_str() + info.find("UTC time:"),
-                             "UTC time: %31[0-9 :-].%*d (Unix %ld)\nGPS week: %d\nGPS time of week: %ld",
-                             stamp, &unixSeconds, &week, &towSeconds))
+                             "UTC time: %31[0-9 :-].%*d (Unix %ld)\nGPS week: %d\nGPS time of week: %ld", stamp,
+                             &unixSeconds, &week, &towSeconds))
         << info;
     EXPECT_EQ(CoreTest::RunCommand("date -u -d @" + std::to_string(unixSeconds) + " '+%Y-%m-%d %H:%M:%S'").output,
               std::string(stamp) + "\n");

@@ -101,17 +101,43 @@ TEST(TimeTest, SumsCarryOnlyAboveOneMillionAndComparisonsSeeTheFieldsAsStored)
     const Time a(0L, 600000L);
     const std::pair<Time, Fields> cases[] = {
         {a + a, {0, 1200000}},
-        {[&] { Time t = a; t += a; return t; }(), {1, 200000}},
+        {[&] {
+             Time t = a;
+             t += a;
+             return t;
+         }(),
+         {1, 200000}},
         {Time(0L, 1000001L) + Time(), {1, 1}},
         {Time(0L, 1000000L) + Time(0L, 500000L), {0, 1500000}},
         {a + 0.5, {0, 1100000}},
         {Time(5L, 200000L) - Time(3L, 700000L), {1, 500000}},
-        {Time() - Time(0L, 2500000L), {-1, -1500000}},  // borrows once
-        {Time(5L, 200000L) - 1.5, {3, 700000}},         // (5, 200000) - (1, 500000), one borrow
-        {[] { Time t; t.AddUS(1000000); return t; }(), {0, 1000000}},
-        {[] { Time t(5L, 999999L); t.AddUS(2000002); return t; }(), {8, 1}},
-        {[] { Time t; t.AddUS(-2000000); return t; }(), {0, -2000000}},
-        {[] { Time t; t.AddMS(1000); t.AddMS(1); return t; }(), {1, 1000}},
+        {Time() - Time(0L, 2500000L), {-1, -1500000}}, // borrows once
+        {Time(5L, 200000L) - 1.5, {3, 700000}},        // (5, 200000) - (1, 500000), one borrow
+        {[] {
+             Time t;
+             t.AddUS(1000000);
+             return t;
+         }(),
+         {0, 1000000}},
+        {[] {
+             Time t(5L, 999999L);
+             t.AddUS(2000002);
+             return t;
+         }(),
+         {8, 1}},
+        {[] {
+             Time t;
+             t.AddUS(-2000000);
+             return t;
+         }(),
+         {0, -2000000}},
+        {[] {
+             Time t;
+             t.AddMS(1000);
+             t.AddMS(1);
+             return t;
+         }(),
+         {1, 1000}},
         // A monotonic time adds a double field by field, without carrying.
         {MonotonicTime(0L) + 0.7 + 0.5, {0, 1200000}},
         {MonotonicTime(0L) + 0.7 + -1.5, {-1, 200000}},

@@ -18,7 +18,8 @@ int main()
     }
     if (Core::Utilities::GetLibraryVersion() != CORELIB_VERSION_STRING)
     {
-        std::printf("headers of %s, library %s\n", CORELIB_VERSION_STRING, Core::Utilities::GetLibraryVersion().c_str());
+        std::printf("headers of %s, library %s\n", CORELIB_VERSION_STRING,
+                    Core::Utilities::GetLibraryVersion().c_str());
         return 1;
     }
     std::ifstream maps("/proc/self/maps");
