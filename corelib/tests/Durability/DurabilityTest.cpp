@@ -9,10 +9,11 @@
 //      never missing when an old version existed;
 //   4. after an I/O error the next open recovers without losing acknowledged data.
 // A writer whose contract promises less is checked for exactly what it promises.
-// The figures of each writer go to durability.txt in the test-results directory.
+// The figures of each writer go to durability-Durability.txt in the test-results directory.
 #include "Formats/AppendOnlyFile.h"
 #include "Formats/KMLWriter.h"
 #include "IO/XML.h"
+#include "Support/DurabilityFigures.h"
 #include "Support/EmulatorLimits.h"
 #include "Support/PowerLoss.h"
 #include "Support/TestSupport.h"
@@ -61,29 +62,7 @@ public:
 // Makes a fresh scenario for a run; fault is null for the clean run.
 typedef std::function<std::unique_ptr<Scenario>(const FileFault* fault)> ScenarioFactory;
 
-struct Figures
-{
-    long states = 0;
-    int faults = 0;
-    int violations = 0;
-};
-
-// Adds one writer's figures to the results file that the test command
-// prints; the program's first report starts the file afresh.
-void Report(const std::string& writer, const Figures& figures)
-{
-    static bool first = true;
-    const std::string directory = std::string(CORELIB_BINARY_DIR) + "/test-results";
-    mkdir(directory.c_str(), 0755);
-    std::FILE* out = std::fopen((directory + "/durability.txt").c_str(), first ? "w" : "a");
-    first = false;
-    if (out != nullptr)
-    {
-        std::fprintf(out, "durability: %s %ld states, %d faults, %d violations\n", writer.c_str(), figures.states,
-                     figures.faults, figures.violations);
-        std::fclose(out);
-    }
-}
+typedef CoreTest::DurabilityFigures Figures;
 
 // One recorded run, explored; adds to the figures.
 void Run(const ScenarioFactory& make, const FileFault* fault, int samples, Figures& figures, int counts[])
@@ -128,7 +107,7 @@ Figures Campaign(const std::string& writer, const ScenarioFactory& make)
             }
         }
     }
-    Report(writer, figures);
+    CoreTest::ReportDurability("Durability", writer, figures);
     return figures;
 }
 

@@ -6,18 +6,15 @@
 #include "Support/EmulatorLimits.h"
 #include "Support/FaultyFiles.h"
 #include "Support/TestSupport.h"
-#include "Tool.h"
+#include "ToolTestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <map>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace
 {
@@ -25,43 +22,14 @@ namespace
 using CoreTest::FileOp;
 using CoreTest::ReadBytes;
 
-// Runs the tool in this process with its standard output and error sent to
-// files; returns the exit status.
-int RunTool(const std::vector<std::string>& words, const std::string& out, const std::string& errors)
-{
-    std::vector<std::string> storage = {"guidance"};
-    storage.insert(storage.end(), words.begin(), words.end());
-    std::vector<char*> argv;
-    for (std::string& word : storage)
-        argv.push_back(&word[0]);
-    std::fflush(stdout);
-    std::fflush(stderr);
-    const int savedOut = dup(STDOUT_FILENO);
-    const int savedErr = dup(STDERR_FILENO);
-    const int outFd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const int errFd = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    dup2(outFd, STDOUT_FILENO);
-    dup2(errFd, STDERR_FILENO);
-    close(outFd);
-    close(errFd);
-    const int status = GuidanceTool::RunTool(static_cast<int>(argv.size()), argv.data());
-    // The commands catch Ctrl-C and SIGTERM; the test program must stay stoppable.
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
-    std::fflush(stdout);
-    std::fflush(stderr);
-    dup2(savedOut, STDOUT_FILENO);
-    dup2(savedErr, STDERR_FILENO);
-    close(savedOut);
-    close(savedErr);
-    return status;
-}
-
 class FaultTest : public ::testing::Test
 {
 protected:
     std::string File(const std::string& name) const { return m_dir.File(name); }
-    int Run(const std::vector<std::string>& words) { return RunTool(words, File("out.txt"), File("err.txt")); }
+    int Run(const std::vector<std::string>& words)
+    {
+        return ToolTest::RunTool(words, File("out.txt"), File("err.txt"));
+    }
 
     // The named outputs' contents.
     std::map<std::string, std::string> Contents(const std::vector<std::string>& outputs) const

@@ -1,9 +1,14 @@
 #include "ToolTestSupport.h"
 
+#include "Tool.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <csignal>
 #include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace ToolTest
 {
@@ -13,6 +18,36 @@ std::string GuidanceCommand()
     const std::string program = GUIDANCE_PROGRAM;
     return CoreTest::kTargetEmulated ? std::string(CORELIB_SOURCE_DIR) + "/scripts/qemu-ppc-run " + program
                                      : program;
+}
+
+int RunTool(const std::vector<std::string>& words, const std::string& out, const std::string& errors)
+{
+    std::vector<std::string> storage = {"guidance"};
+    storage.insert(storage.end(), words.begin(), words.end());
+    std::vector<char*> argv;
+    for (std::string& word : storage)
+        argv.push_back(&word[0]);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    const int savedOut = dup(STDOUT_FILENO);
+    const int savedErr = dup(STDERR_FILENO);
+    const int outFd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int errFd = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(outFd, STDOUT_FILENO);
+    dup2(errFd, STDERR_FILENO);
+    close(outFd);
+    close(errFd);
+    const int status = GuidanceTool::RunTool(static_cast<int>(argv.size()), argv.data());
+    // The commands catch Ctrl-C and SIGTERM; the test program must stay stoppable.
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    dup2(savedOut, STDOUT_FILENO);
+    dup2(savedErr, STDERR_FILENO);
+    close(savedOut);
+    close(savedErr);
+    return status;
 }
 
 std::vector<std::string> ListDirectory(const std::string& path)

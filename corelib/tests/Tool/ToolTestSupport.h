@@ -1,5 +1,6 @@
 // Helpers for the guidance tool's tests: running the built program (through
-// the emulator when the tests are cross-built) and small field files.
+// the emulator when the tests are cross-built) or its logic in this process,
+// and small field files.
 #ifndef CORELIB_TESTS_TOOL_TOOLTESTSUPPORT_H
 #define CORELIB_TESTS_TOOL_TOOLTESTSUPPORT_H
 
@@ -13,6 +14,11 @@ namespace ToolTest
 
 // The shell command that starts the program, for composing pipelines.
 std::string GuidanceCommand();
+
+// Runs the tool in this process with its standard output and error sent to
+// files; returns the exit status. Under a test's file layer the run's writes
+// can fail or be recorded like any other code's.
+int RunTool(const std::vector<std::string>& words, const std::string& out, const std::string& errors);
 
 // Names of the entries of a directory (not "." or ".."), sorted.
 std::vector<std::string> ListDirectory(const std::string& path);

@@ -1,0 +1,332 @@
+// The tool's outputs under simulated power loss: replay and simulate run in
+// this process with the power-loss layer recording their output directory,
+// once cleanly and once per write, sync and rename failing in turn. Every
+// crash state is checked against the previous run's outputs (prepared as the
+// durable start) and a clean run's new ones:
+//   - each final name holds its complete old or complete new contents, and
+//     is never missing while its old contents are nowhere else;
+//   - the records of a replay still being written are intact, a gap-free
+//     prefix of the run's records, and hold every record synced before the
+//     crash; those of an interrupted earlier run survive unchanged;
+//   - after the tool returned 0, every new output is there in full;
+//   - a run that met a fault exits non-zero.
+// The directory is treated generically: whatever the commands write there is
+// checked. The figures go to durability-Tool.txt in the test-results directory.
+#include "RecordFile.h"
+#include "Support/DurabilityFigures.h"
+#include "Support/EmulatorLimits.h"
+#include "Support/PowerLoss.h"
+#include "ToolTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <set>
+#include <sys/stat.h>
+
+namespace
+{
+
+using CoreTest::FileFault;
+using CoreTest::FileOp;
+using CoreTest::PowerLoss;
+typedef std::map<std::string, std::string> Files;
+
+// Fewer fixes and samples where every operation is slow.
+const bool kSlow = CoreTest::kTargetEmulated || CoreTest::kSanitized;
+const int kSamplesPerPoint = kSlow ? 4 : 16;
+const char kOldPartial[] = "fixes.rec.20260101T000000Z.partial";
+
+bool EndsWith(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// The regular files directly inside dir, by name.
+Files ReadFiles(const std::string& dir)
+{
+    Files files;
+    for (const std::string& name : ToolTest::ListDirectory(dir))
+        files[name] = CoreTest::ReadBytes(dir + "/" + name);
+    return files;
+}
+
+// A power-loss layer that acknowledges every successful sync of the record
+// file being written, noting how many of its bytes the run then relied on.
+class RecordSyncs : public PowerLoss
+{
+public:
+    using PowerLoss::PowerLoss;
+
+    int Open(const char* path, int flags, mode_t mode) override
+    {
+        const int fd = PowerLoss::Open(path, flags, mode);
+        if (fd >= 0 && EndsWith(path, ".partial") && (flags & O_ACCMODE) != O_RDONLY)
+            m_records.insert(fd);
+        return fd;
+    }
+    int Close(int fd) override
+    {
+        m_records.erase(fd);
+        return PowerLoss::Close(fd);
+    }
+    int Sync(int fd) override
+    {
+        const int result = PowerLoss::Sync(fd);
+        struct stat info;
+        if (m_records.count(fd) == 0 || fstat(fd, &info) != 0)
+            return result;
+        // A failed sync loses what was written since the last one for good.
+        if (result != 0)
+            m_lost += info.st_size - m_written;
+        m_written = info.st_size;
+        if (result == 0)
+        {
+            synced.push_back(info.st_size - m_lost);
+            Acknowledge();
+        }
+        return result;
+    }
+
+    // Bytes of the record file durable at each acknowledgement.
+    std::vector<off_t> synced;
+
+private:
+    std::set<int> m_records;
+    off_t m_written = 0;
+    off_t m_lost = 0;
+};
+
+// One command explored: the previous outputs it starts from, the clean run's
+// new ones, and its words for an output directory.
+class ToolExploration
+{
+public:
+    typedef std::function<std::vector<std::string>(const std::string& dir)> Command;
+
+    ToolExploration(const Files& old, const Command& command) : m_old(old), m_command(command)
+    {
+        CoreTest::TempDir reference;
+        Prepare(reference.Path());
+        EXPECT_EQ(0, ToolTest::RunTool(command(reference.Path()), reference.File("out"), reference.File("err")))
+            << CoreTest::ReadBytes(reference.File("err"));
+        m_new = ReadFiles(reference.Path());
+        m_new.erase("out");
+        m_new.erase("err");
+        // The records of the reference run, which every record file of a recorded run must begin.
+        if (m_new.count("fixes.rec") != 0)
+        {
+            const auto contents = GuidanceTool::ReadRecordFile(reference.File("fixes.rec"));
+            m_records = contents.records;
+            m_blockBytes = m_records.empty() ? 0 : m_new["fixes.rec"].size() / m_records.size();
+            EXPECT_EQ(m_new["fixes.rec"].size(), m_blockBytes * m_records.size()) << "blocks of unequal size";
+        }
+    }
+
+    // The clean run and one per write, sync and rename failing in turn; reports the figures.
+    CoreTest::DurabilityFigures Run(const std::string& writer)
+    {
+        CoreTest::DurabilityFigures figures;
+        RunOnce(nullptr, kSamplesPerPoint, figures);
+        for (const FileOp op : {FileOp::Write, FileOp::Sync, FileOp::Rename})
+            for (int nth = 1;; ++nth)
+            {
+                const FileFault fault{op, nth, nth % 2 != 0 ? EIO : ENOSPC};
+                if (!RunOnce(&fault, kSamplesPerPoint / 4 + 1, figures))
+                    break;
+            }
+        CoreTest::ReportDurability("Tool", writer, figures);
+        return figures;
+    }
+
+private:
+    void Prepare(const std::string& dir) const
+    {
+        for (const auto& [name, contents] : m_old)
+            ASSERT_TRUE(CoreTest::WriteBytes(dir + "/" + name, contents));
+    }
+
+    // False when the fault never fired: the run meets no more of its kind.
+    bool RunOnce(const FileFault* fault, int samples, CoreTest::DurabilityFigures& figures)
+    {
+        CoreTest::TempDir scratch;
+        RecordSyncs power(scratch.Path());
+        if (fault != nullptr)
+            power.Arm(*fault);
+        power.Prepare([&](const std::string& dir) { Prepare(dir); });
+        int status = -1;
+        power.Record([&](const std::string& dir) {
+            status = ToolTest::RunTool(m_command(dir), scratch.File("out"), scratch.File("err"));
+            if (status == 0)
+                power.Acknowledge();
+        });
+        if (fault != nullptr && !power.Fired())
+            return false;
+        const std::string what = fault != nullptr ? fault->Describe() : "no fault";
+        SCOPED_TRACE(what);
+        EXPECT_EQ(fault == nullptr, status == 0) << CoreTest::ReadBytes(scratch.File("err"));
+        figures.violations += (fault == nullptr) != (status == 0);
+        figures.violations +=
+            power.Explore([&](const PowerLoss::State& s) { return Check(s, fault != nullptr, power.synced); }, samples);
+        figures.states += power.States();
+        figures.faults += fault != nullptr ? 1 : 0;
+        return true;
+    }
+
+    // Records of the run in a record file still being written: "" when each
+    // is intact and the run's, in order, without gaps unless a write failed
+    // (the record lost with its failed write or sync is named as missing by
+    // every reader); count becomes the number read.
+    std::string CheckRecords(const std::string& path, bool faulty, std::size_t& count) const
+    {
+        const auto contents = GuidanceTool::ReadRecordFile(path);
+        if (contents.otherBlocks != 0)
+            return "unknown blocks";
+        int last = 0;
+        for (const GuidanceTool::FixRecord& record : contents.records)
+        {
+            const int expected = last + 1;
+            last = record.sequence;
+            if (last < expected || (!faulty && last != expected))
+                return "record " + std::to_string(last) + " follows " + std::to_string(expected - 1);
+            if (static_cast<std::size_t>(last) > m_records.size() || !(record == m_records[last - 1]))
+                return "record " + std::to_string(last) + " is not the run's";
+        }
+        count = std::max(count, contents.records.size());
+        return "";
+    }
+
+    std::string Check(const PowerLoss::State& state, bool faulty, const std::vector<off_t>& synced) const
+    {
+        const Files files = ReadFiles(state.directory);
+        std::size_t records = 0;
+        for (const auto& [name, contents] : files)
+        {
+            const bool old = m_old.count(name) != 0 && m_old.at(name) == contents;
+            const bool fresh = m_new.count(name) != 0 && m_new.at(name) == contents;
+            if (EndsWith(name, ".partial") && name != kOldPartial)
+            {
+                const std::string wrong = CheckRecords(state.directory + "/" + name, faulty, records);
+                if (!wrong.empty())
+                    return name + ": " + wrong;
+            }
+            else if (m_old.count(name) != 0 || m_new.count(name) != 0)
+            {
+                if (!old && !fresh)
+                    return name + " is neither old nor new (" + std::to_string(contents.size()) + " bytes)";
+                if (name == "fixes.rec" && fresh)
+                    records = m_records.size();
+            }
+            // Anything else must be a temporary beside a final name: "<name>.XXXXXX".
+            else if (name.size() < 7 || name[name.size() - 7] != '.' ||
+                     (m_old.count(name.substr(0, name.size() - 7)) == 0 &&
+                      m_new.count(name.substr(0, name.size() - 7)) == 0))
+                return "unexpected file " + name;
+        }
+        for (const auto& [name, contents] : m_old)
+        {
+            bool kept = files.count(name) != 0;
+            // A name may go only when its contents moved to a new name (the interrupted run's records).
+            for (const auto& [other, moved] : files)
+                kept = kept || (m_old.count(other) == 0 && moved == contents);
+            if (!kept)
+                return name + " is missing";
+        }
+        const std::size_t acknowledged = static_cast<std::size_t>(state.acknowledged);
+        if (acknowledged > 0 && m_blockBytes > 0)
+        {
+            const std::size_t durable = synced[std::min(acknowledged, synced.size()) - 1] / m_blockBytes;
+            if (records < durable)
+                return std::to_string(durable) + " records were synced, " + std::to_string(records) + " are left";
+        }
+        if (acknowledged > synced.size())
+            for (const auto& [name, contents] : m_new)
+                if (files.count(name) == 0 || files.at(name) != contents)
+                    return "the run succeeded but " + name + " is not new";
+        return "";
+    }
+
+    Files m_old;
+    Command m_command;
+    Files m_new;
+    std::vector<GuidanceTool::FixRecord> m_records;
+    std::size_t m_blockBytes = 0;
+};
+
+// The outputs of a command run into a fresh directory.
+Files OutputsOf(const ToolExploration::Command& command)
+{
+    CoreTest::TempDir dir;
+    CoreTest::TempDir logs;
+    EXPECT_EQ(0, ToolTest::RunTool(command(dir.Path()), logs.File("out"), logs.File("err")))
+        << CoreTest::ReadBytes(logs.File("err"));
+    return ReadFiles(dir.Path());
+}
+
+class PowerLossTest : public ::testing::Test
+{
+protected:
+    // A short drive along a short strip, cut to its first fixes.
+    std::string Drive(const std::string& seed, int lines)
+    {
+        const std::string all = m_inputs.File("all.nmea");
+        EXPECT_EQ(0, ToolTest::RunTool(
+                         {"simulate", "--passes", "1", "--steady", "--seed", seed, "--field", Field(), "--output", all},
+                         m_inputs.File("out"), m_inputs.File("err")));
+        const std::string text = CoreTest::ReadBytes(all);
+        std::size_t end = 0;
+        for (int line = 0; line < lines && end < text.size(); ++line)
+            end = text.find('\n', end) + 1;
+        const std::string path = m_inputs.File("drive" + seed + ".nmea");
+        EXPECT_TRUE(CoreTest::WriteBytes(path, text.substr(0, end)));
+        return path;
+    }
+
+    std::string Field()
+    {
+        const std::string path = m_inputs.File("field.xml");
+        CoreTest::WriteBytes(path, ToolTest::StraightFieldText(52.0, 5.0, 30.0, 6.0, "NaturalCubic"));
+        return path;
+    }
+
+    CoreTest::TempDir m_inputs;
+};
+
+TEST_F(PowerLossTest, ReplayKeepsEverySyncedRecordAndEachOutputOldOrNew)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    const int lines = kSlow ? 22 : 34;
+    const std::string field = Field();
+    auto replay = [&](const std::string& input) {
+        return [field, input](const std::string& dir) {
+            return std::vector<std::string>{"replay", "--no-stick", "--output", dir, "--field", field, input};
+        };
+    };
+    Files old = OutputsOf(replay(Drive("2", lines)));
+    ASSERT_EQ(1u, old.count("fixes.rec"));
+    // An earlier run cut off by the power, its last block torn.
+    old[kOldPartial] = old["fixes.rec"].substr(0, old["fixes.rec"].size() - 9);
+    ToolExploration exploration(old, replay(Drive("1", lines)));
+    const auto figures = exploration.Run("guidance replay");
+    EXPECT_EQ(0, figures.violations);
+    EXPECT_GT(figures.faults, 10) << "the tool bypasses the file layer";
+}
+
+TEST_F(PowerLossTest, SimulateKeepsTheOldDriveOrWritesTheWholeNewOne)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    const std::string field = Field();
+    auto simulate = [&](const std::string& seed) {
+        return [field, seed](const std::string& dir) {
+            return std::vector<std::string>{"simulate", "--passes", "1",        "--seed",           seed,
+                                            "--field",  field,      "--output", dir + "/drive.nmea"};
+        };
+    };
+    ToolExploration exploration(OutputsOf(simulate("2")), simulate("1"));
+    const auto figures = exploration.Run("guidance simulate");
+    EXPECT_EQ(0, figures.violations);
+    EXPECT_GT(figures.faults, 2) << "the tool bypasses the file layer";
+}
+
+} // namespace
