@@ -24,6 +24,10 @@ namespace
 typedef Core::WorkerThread::BoundPtr BoundPtr;
 
 const char kPartialSuffix[] = ".partial";
+// A file is read far faster than its records reach the medium; past this
+// many queued records the reader waits for the writes, so that memory stays
+// bounded whatever the input's length.
+const int kMostQueued = 256;
 // Copied a piece at a time into an output that is not a regular file.
 const std::size_t kCopyPiece = 65536;
 
@@ -149,6 +153,21 @@ void KeepInterruptedRecords(const std::string& path)
     }
 }
 
+bool GroupedSyncFile::Flush()
+{
+    ++m_unsynced;
+    if (m_unsynced < m_group && std::chrono::steady_clock::now() - m_lastSync < std::chrono::seconds(1))
+        return true;
+    return SyncNow();
+}
+
+bool GroupedSyncFile::SyncNow()
+{
+    m_unsynced = 0;
+    m_lastSync = std::chrono::steady_clock::now();
+    return AppendOnlyFile::Flush();
+}
+
 RecordWriter::RecordWriter(const std::string& path) : m_path(path)
 {
     KeepInterruptedRecords(path);
@@ -185,6 +204,11 @@ RecordWriter::~RecordWriter()
 
 void RecordWriter::Append(const FixRecord& record)
 {
+    if (m_worker.GetQueueSize() >= kMostQueued)
+    {
+        m_worker.Drain();
+        m_worker.Process();
+    }
     auto result = std::make_shared<WriteResult>();
     m_worker.AddItem(BoundPtr(new WriteBlock(m_file, EncodeFixRecord(record), result)),
                      BoundPtr(new WriteDone(*this, result)));
@@ -208,6 +232,16 @@ void RecordWriter::Finish()
     m_worker.Join();
     m_running = false;
     m_worker.Process();
+    // The last group: its records count as lost when the sync fails.
+    const int unsynced = m_file.Unsynced();
+    errno = 0;
+    if (unsynced > 0 && !m_file.SyncNow())
+    {
+        m_written -= unsynced;
+        m_failed += unsynced;
+        if (m_firstError == 0)
+            m_firstError = errno != 0 ? errno : EIO;
+    }
     m_file.Close();
     if (m_failed > 0)
         throw IoFailure(m_partialPath,

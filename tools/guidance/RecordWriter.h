@@ -1,6 +1,7 @@
 // Appends fix records to the replay's record file on a worker thread, so the
 // main loop never waits for the medium: each record is one block, synced
-// before its completion comes back to the main loop through Process().
+// before its completion comes back to the main loop through Process() (or,
+// for a file replay, synced in groups).
 // The records are written to "<file>.<start time>.partial" beside the record
 // file and copied over it by Commit() through an OutputFile, so a run that
 // fails or is cut short leaves the previous record file as it was. The
@@ -16,10 +17,32 @@
 #include "Formats/AppendOnlyFile.h"
 #include "Threading/WorkerThread.h"
 
+#include <chrono>
 #include <string>
 
 namespace GuidanceTool
 {
+
+// The block file the records go to. The block writer syncs after every
+// block; in groups, a sync happens only once a group's blocks or a second of
+// them are waiting, and SyncNow() syncs whatever is left. A file replay reads
+// far faster than one sync per record allows, while a power cut during it
+// loses at most a group: the input file is still there to replay.
+// Threading: used by the worker thread alone once records are queued.
+class GroupedSyncFile : public Core::AppendOnlyFile
+{
+public:
+    void SyncEvery(int blocks) { m_group = blocks; }
+    bool Flush() override;
+    bool SyncNow();
+    // Blocks written since the last sync.
+    int Unsynced() const { return m_unsynced; }
+
+private:
+    int m_group = 1;
+    int m_unsynced = 0;
+    std::chrono::steady_clock::time_point m_lastSync = std::chrono::steady_clock::now();
+};
 
 class RecordWriter
 {
@@ -33,7 +56,11 @@ public:
     RecordWriter(const RecordWriter&) = delete;
     RecordWriter& operator=(const RecordWriter&) = delete;
 
-    // Queues the record for writing.
+    // Syncs the records in groups of this many rather than one by one (see
+    // GroupedSyncFile); call before the first Append().
+    void SyncEvery(int records) { m_file.SyncEvery(records); }
+    // Queues the record for writing; waits for earlier writes while too
+    // many are queued.
     void Append(const FixRecord& record);
     // Runs the completions of the writes finished so far.
     void Process();
@@ -58,7 +85,7 @@ public:
 private:
     std::string m_path;
     std::string m_partialPath;
-    Core::AppendOnlyFile m_file;
+    GroupedSyncFile m_file;
     Core::WorkerThread m_worker;
     bool m_running = false;
     int m_written = 0;

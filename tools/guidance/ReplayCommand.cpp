@@ -45,6 +45,8 @@ const char kReplayHelp[] = "usage: guidance replay [options] [FILE]\n"
                            "  --baud RATE       serial speed (default 115200)\n"
                            "  --idle SECONDS    end a serial replay after this long without data, 0.1 to\n"
                            "                    86400 (default 10)\n"
+                           "  --sync-every N    sync the records every N records (or every second), 1 to\n"
+                           "                    65536; default 1 for a serial device, 4096 otherwise\n"
                            "  --stick DIR       copy the outputs to DIR (default: /mnt/usb/ when a stick is present)\n"
                            "  --no-stick        do not copy the outputs\n";
 
@@ -72,6 +74,11 @@ const std::chrono::milliseconds kPollInterval(200);
 const std::chrono::milliseconds kDrainInterval(50);
 const double kLongestIdle = 86400;
 const double kShortestIdle = 0.1;
+// Records per sync. A receiver's fixes are synced one by one: nothing else
+// holds them. A file can be read again after a power cut, so its records are
+// synced in groups, as fast as the medium takes them.
+const int kFileSyncGroup = 4096;
+const int kLargestSyncGroup = 65536;
 // Input is read in pieces of this size.
 const std::size_t kInputPiece = 65536;
 
@@ -194,12 +201,13 @@ void FeedSerial(SerialLink& link, double idle, Replayer& replayer, StatusLine& s
 // The replay proper, after the options are checked: input already opened.
 // Every output is prepared in full before the first replaces its previous
 // version, so a failure on the way leaves all of them as they were.
-void RunReplay(const Field& field, const std::string& outputDirectory, const std::string& stick,
+void RunReplay(const Field& field, const std::string& outputDirectory, const std::string& stick, int syncEvery,
                const std::function<void(Replayer&, StatusLine&)>& feed)
 {
     const std::string directory = PrepareOutputDirectory(outputDirectory);
     const bool terminal = isatty(STDOUT_FILENO) != 0;
     Replayer replayer(field, directory + kRecordFile);
+    replayer.SyncRecordsEvery(syncEvery);
     StatusLine status(terminal);
     feed(replayer, status);
     // Input outruns the medium: keep the status moving while the records land.
@@ -248,6 +256,7 @@ int Replay(const Arguments& args)
                      {"serial", true},
                      {"baud", true},
                      {"idle", true},
+                     {"sync-every", true},
                      {"stick", true},
                      {"no-stick", false}});
     if (!options.ParseOrHelp(args, kReplayHelp))
@@ -265,8 +274,9 @@ int Replay(const Arguments& args)
     {
         const double idle = options.GetDouble("idle", 10, kShortestIdle, kLongestIdle);
         SerialLink link(options.Get("serial", ""), BaudFrom(options));
+        const int syncEvery = options.GetInt("sync-every", 1, 1, kLargestSyncGroup);
         CatchInterruptions();
-        RunReplay(field, output, stick,
+        RunReplay(field, output, stick, syncEvery,
                   [&](Replayer& replayer, StatusLine& status) { FeedSerial(link, idle, replayer, status); });
         // Ctrl-C is how a serial replay is meant to end.
         return InterruptingSignal() == SIGINT ? kExitSuccess : InterruptedStatus();
@@ -280,8 +290,10 @@ int Replay(const Arguments& args)
         if (S_ISDIR(info.st_mode))
             throw BadInput(input, "a directory, not NMEA input");
     }
+    const int syncEvery = options.GetInt("sync-every", kFileSyncGroup, 1, kLargestSyncGroup);
     CatchInterruptions();
-    RunReplay(field, output, stick, [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    RunReplay(field, output, stick, syncEvery,
+              [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
     return InterruptedStatus();
 }
 
@@ -317,7 +329,7 @@ int Demo(const Arguments& args)
     if (InterruptingSignal() != 0)
         return InterruptedStatus();
     const std::string input = directory + kDriveFile;
-    RunReplay(field, directory, stick,
+    RunReplay(field, directory, stick, kFileSyncGroup,
               [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
     return InterruptedStatus();
 }

@@ -74,6 +74,8 @@ public:
     void Finish();
     // Renames the record file into place (RecordWriter::Commit()).
     void CommitRecords() { m_writer.Commit(); }
+    // Syncs the records in groups of this many (RecordWriter::SyncEvery()).
+    void SyncRecordsEvery(int records) { m_writer.SyncEvery(records); }
     // The file the records are written to until CommitRecords().
     const std::string& RecordPath() const { return m_writer.PartialPath(); }
 
