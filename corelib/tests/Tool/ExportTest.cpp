@@ -1,0 +1,210 @@
+// The run's exports read back by programs that share no code with the tool:
+// GPX by gpsbabel, GeoJSON by ogrinfo, the KML by xmllint, ogrinfo and
+// gpsbabel, and the report rendered to a picture by a headless browser.
+#include "Field.h"
+#include "GuidanceLine.h"
+#include "Simulator.h"
+#include "Support/TestSupport.h"
+#include "ToolTestSupport.h"
+#include "input/FixAssembler.h"
+#include "input/UtcTime.h"
+#include "output/FixSink.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace
+{
+
+using namespace GuidanceTool;
+using CoreTest::RunCommand;
+
+class ExportTest : public ::testing::Test
+{
+protected:
+    // One simulated drive, exported once for every test: two passes of the
+    // sample field on 1 May 2024.
+    static void SetUpTestSuite()
+    {
+        s_dir = new CoreTest::TempDir;
+        s_points = new std::vector<TrackPoint>;
+        const Field field = Field::Sample();
+        SimulationSettings settings;
+        settings.passes = 2;
+        InputCheck check(field);
+        FixAssembler assembler(check);
+        std::istringstream drive(JoinEpochs(SimulateDrive(field, settings)));
+        for (std::string line; std::getline(drive, line);)
+            assembler.Line(line);
+        assembler.Finish();
+
+        std::ofstream gpx(File("drive.gpx")), geojson(File("drive.geojson")), kml(File("drive.kml")),
+            report(File("report.html"));
+        std::unique_ptr<FixSink> sinks[] = {GpxExport(gpx), GeoJsonExport(geojson), KmlExport(kml),
+                                            ReportExport(report)};
+        std::unique_ptr<LocalPlane> plane;
+        std::unique_ptr<GuidanceLine> line;
+        RunStatistics statistics(field.workingWidth);
+        for (TrackPoint point; assembler.Next(point);)
+        {
+            if (!plane)
+            {
+                plane = std::make_unique<LocalPlane>(point.record.latitude, point.record.longitude);
+                line = std::make_unique<GuidanceLine>(field, *plane);
+                for (auto& sink : sinks)
+                    sink->Begin(RunContext{field, *plane, *line});
+            }
+            const Core::Maths::Vector2<double> p = plane->ToPlane(point.record.latitude, point.record.longitude);
+            point.record.x = p.x;
+            point.record.y = p.y;
+            point.record.sequence = static_cast<int>(s_points->size()) + 1;
+            line->Measure(point.record);
+            point.utc = UtcSeconds(2024, 5, 1, point.record.timeOfDay);
+            statistics.Add(point);
+            for (auto& sink : sinks)
+                sink->Add(point);
+            s_points->push_back(point);
+        }
+        statistics.Finish();
+        for (auto& sink : sinks)
+            sink->End(statistics);
+    }
+    static void TearDownTestSuite()
+    {
+        delete s_points;
+        delete s_dir;
+    }
+
+    static std::string File(const std::string& name) { return s_dir->File(name); }
+
+    static CoreTest::TempDir* s_dir;
+    static std::vector<TrackPoint>* s_points;
+};
+
+CoreTest::TempDir* ExportTest::s_dir = nullptr;
+std::vector<TrackPoint>* ExportTest::s_points = nullptr;
+
+// The numbers after each occurrence of `key` in text, in order.
+std::vector<double> NumbersAfter(const std::string& text, const std::string& key)
+{
+    std::vector<double> numbers;
+    for (std::size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + 1))
+        numbers.push_back(std::strtod(text.c_str() + at + key.size(), nullptr));
+    return numbers;
+}
+
+TEST_F(ExportTest, GpxReadBackByGpsbabelKeepsEveryPointAndTime)
+{
+    // gpsbabel reads the track and writes it again as GPX, at its own precision.
+    const CoreTest::ChildResult read = RunCommand("gpsbabel -t -i gpx -f " + File("drive.gpx") + " -o gpx -F -");
+    ASSERT_EQ(0, read.exitStatus) << read.output;
+    const std::vector<double> latitudes = NumbersAfter(read.output, "<trkpt lat=\"");
+    const std::vector<double> longitudes = NumbersAfter(read.output, "\" lon=\"");
+    ASSERT_EQ(s_points->size(), latitudes.size());
+    ASSERT_EQ(s_points->size(), longitudes.size());
+    for (std::size_t i = 0; i < latitudes.size(); ++i)
+    {
+        EXPECT_NEAR((*s_points)[i].record.latitude, latitudes[i], 1e-8) << i;
+        EXPECT_NEAR((*s_points)[i].record.longitude, longitudes[i], 1e-8) << i;
+    }
+    // The simulated drive starts at 10:00:00 and runs at 10 Hz; the date is the test's.
+    EXPECT_NE(std::string::npos, read.output.find("<time>2024-05-01T10:00:00Z</time>"));
+    EXPECT_NE(std::string::npos, read.output.find("<time>2024-05-01T10:00:00.100Z</time>"));
+    EXPECT_EQ(s_points->size(), NumbersAfter(read.output, "<ele>").size());
+}
+
+TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
+{
+    const CoreTest::ChildResult read = RunCommand("ogrinfo -ro -al -q " + File("drive.geojson"));
+    ASSERT_EQ(0, read.exitStatus) << read.output;
+    std::vector<std::pair<double, double>> points;
+    for (std::size_t at = read.output.find("POINT Z ("); at != std::string::npos;
+         at = read.output.find("POINT Z (", at + 1))
+    {
+        std::istringstream coordinates(read.output.substr(at + 9, 80));
+        double longitude = 0, latitude = 0;
+        coordinates >> longitude >> latitude;
+        points.emplace_back(longitude, latitude);
+    }
+    ASSERT_EQ(s_points->size(), points.size());
+    for (std::size_t i = 0; i < points.size(); ++i)
+    {
+        EXPECT_NEAR((*s_points)[i].record.longitude, points[i].first, 1e-8) << i;
+        EXPECT_NEAR((*s_points)[i].record.latitude, points[i].second, 1e-8) << i;
+    }
+    // Unknown figures are null, never a made-up number; the first fix sits on the line's end.
+    EXPECT_NE(std::string::npos, read.output.find("xte_m (Real) = (null)"));
+}
+
+TEST_F(ExportTest, KmlPassesThreeReadersWithATimeForEveryFix)
+{
+    const CoreTest::ChildResult lint = RunCommand("xmllint --noout " + File("drive.kml"));
+    EXPECT_EQ(0, lint.exitStatus) << lint.output;
+    const CoreTest::ChildResult ogr = RunCommand("ogrinfo -ro -so " + File("drive.kml"));
+    EXPECT_EQ(0, ogr.exitStatus) << ogr.output;
+    EXPECT_NE(std::string::npos, ogr.output.find(": pass 1")) << ogr.output;
+    EXPECT_NE(std::string::npos, ogr.output.find("Passes driven")) << ogr.output;
+    // Pieces of track share their end points, so count the distinct times.
+    const CoreTest::ChildResult babel =
+        RunCommand("gpsbabel -t -i kml -f " + File("drive.kml") + " -o unicsv,utc=0 -F - | cut -d, -f4,5 | "
+                   "grep 2024/05/01 | sort -u | wc -l");
+    ASSERT_EQ(0, babel.exitStatus) << babel.output;
+    EXPECT_EQ(s_points->size(), std::stoul(babel.output));
+}
+
+// Counts the pixels of a PNG picture, and those of one colour, with Python's
+// own zlib: 8-bit RGB or RGBA, not interlaced, as browsers write them.
+const char kPixelCounter[] = R"(
+import struct, sys, zlib
+data = open(sys.argv[1], 'rb').read()
+width, height, depth, kind = struct.unpack('>IIBB', data[16:26])
+chunks, at = b'', 8
+while at < len(data):
+    length, name = struct.unpack('>I4s', data[at:at + 8])
+    if name == b'IDAT': chunks += data[at + 8:at + 8 + length]
+    at += 12 + length
+raw, size = zlib.decompress(chunks), {2: 3, 6: 4}[kind]
+stride, previous, colours, wanted = width * size, bytearray(width * size), {}, bytes.fromhex(sys.argv[2])
+for row in range(height):
+    start = row * (stride + 1)
+    kind_, line = raw[start], bytearray(raw[start + 1:start + 1 + stride])
+    for i in range(stride):
+        a = line[i - size] if i >= size else 0
+        b, c = previous[i], previous[i - size] if i >= size else 0
+        p = a + b - c
+        pred = [0, a, b, (a + b) // 2, a if abs(p - a) <= abs(p - b) and abs(p - a) <= abs(p - c) else (b if abs(p - b) <= abs(p - c) else c)][kind_]
+        line[i] = (line[i] + pred) & 255
+    for i in range(0, stride, size):
+        key = bytes(line[i:i + 3]); colours[key] = colours.get(key, 0) + 1
+    previous = line
+print(width * height, len(colours), colours.get(wanted, 0))
+)";
+
+TEST_F(ExportTest, ReportRendersInABrowserWithoutErrors)
+{
+    const std::string page = CoreTest::ReadBytes(File("report.html"));
+    // Self-contained: nothing to fetch, so it shows the same off line.
+    EXPECT_EQ(std::string::npos, page.find(" src=")) << "the page loads a resource";
+    EXPECT_EQ(std::string::npos, page.find(" href=")) << "the page links a resource";
+    const std::string picture = File("report.png");
+    const CoreTest::ChildResult browser = RunCommand(
+        "chromium --headless --no-sandbox --disable-gpu --hide-scrollbars --window-size=900,2000 "
+        "--enable-logging=stderr --v=0 --screenshot=" + picture + " file://" + File("report.html") + " 2>&1",
+        120);
+    ASSERT_EQ(0, browser.exitStatus) << browser.output;
+    EXPECT_EQ(std::string::npos, browser.output.find(":CONSOLE")) << browser.output;
+    ASSERT_TRUE(CoreTest::WriteBytes(File("counter.py"), kPixelCounter));
+    // The track's best band, 1a9850, is drawn on the map only when the SVG renders.
+    const CoreTest::ChildResult count = RunCommand("python3 " + File("counter.py") + " " + picture + " 1a9850");
+    ASSERT_EQ(0, count.exitStatus) << count.output;
+    long pixels = 0, colours = 0, band = 0;
+    std::istringstream(count.output) >> pixels >> colours >> band;
+    EXPECT_EQ(900 * 2000, pixels);
+    EXPECT_GT(colours, 20) << "a blank or nearly blank picture";
+    EXPECT_GT(band, 50) << "the map's track is missing";
+}
+
+} // namespace
