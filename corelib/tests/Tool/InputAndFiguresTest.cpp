@@ -2,8 +2,10 @@
 // published example sentence as the reference), epochs gathered whatever the
 // order of their sentences, dates carried past midnight; and the per-pass
 // figures of a run, overlaps counted once.
+#include "Options.h"
 #include "SentenceWriter.h"
 #include "guidance/RunStatistics.h"
+#include "input/FieldFile.h"
 #include "input/FixAssembler.h"
 #include "input/RmcSentence.h"
 
@@ -105,6 +107,67 @@ TEST(FixAssemblerTest, GathersEpochsInAnyOrderAndDatesThemPastMidnight)
     EXPECT_NEAR(M_PI / 2, fix[2].record.heading, 1e-9);
     EXPECT_DOUBLE_EQ(70.0, fix[0].altitude);
     EXPECT_TRUE(std::isnan(fix[2].altitude));
+}
+
+TEST(FieldFileTest, TakesTheFirstLineStringLongitudeFirst)
+{
+    const Field kml = FieldFromKml("<?xml version=\"1.0\"?><kml xmlns=\"http://www.opengis.net/kml/2.2\"><Document>"
+                                   "<Placemark><name>Pin</name><Point><coordinates>9,9</coordinates></Point></Placemark>"
+                                   "<Placemark><name>East strip</name><LineString><coordinates>\n"
+                                   "  -1.05,52.205,70 -1.04,52.206,70\n\t-1.03,52.207\n</coordinates></LineString>"
+                                   "</Placemark></Document></kml>",
+                                   "f.kml", 12);
+    ASSERT_EQ(3u, kml.points.size());
+    EXPECT_EQ("East strip", kml.name);
+    EXPECT_DOUBLE_EQ(52.207, kml.points[2].latitude);
+    EXPECT_DOUBLE_EQ(-1.03, kml.points[2].longitude);
+    EXPECT_DOUBLE_EQ(12, kml.workingWidth);
+
+    const Field geojson = FieldFromGeoJson(
+        "{\"type\": \"FeatureCollection\", \"features\": [\n"
+        " {\"type\": \"Feature\", \"properties\": {\"name\": \"Pin\"}, \"geometry\": {\"type\": \"Point\", \"coordinates\": [9, 9]}},\n"
+        " {\"type\": \"Feature\", \"properties\": {\"name\": \"West \\\"strip\\\"\"},\n"
+        "  \"geometry\": {\"type\": \"LineString\", \"coordinates\": [[-1.05, 52.205], [-1.04, 52.206, 3.5]]}}]}",
+        "f.geojson", 6);
+    ASSERT_EQ(2u, geojson.points.size());
+    EXPECT_EQ("West \"strip\"", geojson.name);
+    EXPECT_DOUBLE_EQ(52.206, geojson.points[1].latitude);
+    EXPECT_DOUBLE_EQ(-1.04, geojson.points[1].longitude);
+}
+
+TEST(FieldFileTest, ErrorsNameTheFileAndTheOffendingPlace)
+{
+    const struct
+    {
+        bool kml;
+        std::string text;
+        double width;
+        const char* message;
+    } cases[] = {
+        {true, "<kml><Placemark><Point><coordinates>1,2</coordinates></Point></Placemark></kml>", 6,
+         "f: no <LineString> element"},
+        {true, "<kml><Placemark><LineString><coordinates>-1.05,52.2 52.3</coordinates></LineString></Placemark></kml>",
+         6, "f: <coordinates> tuple 2 '52.3': not longitude,latitude[,altitude]"},
+        {true, "<kml><Placemark><LineString><coordinates>-1.05,52.2 1,2</coordinates></LineString></Placemark></kml>",
+         0, "f: a KML or GeoJSON field needs --width, the metres between passes"},
+        {false, "{\"type\": \"LineString\",\n \"coordinates\": [[-1.05, 52.2],\n [-1.04 52.3]]}", 6,
+         "f: line 3: expected ']'"},
+        {false, "{\"type\": \"LineString\", \"coordinates\": [[-1.05, 52.2],\n\n [52.3, -95]]}", 6,
+         "f: line 3: (52.300000, -95.000000) is not a longitude and latitude in degrees"},
+        {false, "{\"type\": \"Point\", \"coordinates\": [1, 2]}", 6, "f: no LineString geometry"},
+    };
+    for (const auto& c : cases)
+    {
+        try
+        {
+            c.kml ? FieldFromKml(c.text, "f", c.width) : FieldFromGeoJson(c.text, "f", c.width);
+            ADD_FAILURE() << "accepted: " << c.text;
+        }
+        catch (const ToolError& error)
+        {
+            EXPECT_EQ(c.message, std::string(error.what()));
+        }
+    }
 }
 
 // A point at along-track `along` on `pass`, one second after the last.
