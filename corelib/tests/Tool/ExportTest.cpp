@@ -9,12 +9,14 @@
 #include "input/FixAssembler.h"
 #include "input/UtcTime.h"
 #include "output/FixSink.h"
+#include "output/StickCopy.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 
 namespace
 {
@@ -205,6 +207,24 @@ TEST_F(ExportTest, ReportRendersInABrowserWithoutErrors)
     EXPECT_EQ(900 * 2000, pixels);
     EXPECT_GT(colours, 20) << "a blank or nearly blank picture";
     EXPECT_GT(band, 50) << "the map's track is missing";
+}
+
+TEST(StickCopyTest, ASecondCopyOfTheSameRunNeverOverwritesTheFirst)
+{
+    CoreTest::TempDir dir;
+    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("fixes.rec"), std::string(200000, 'r')));
+    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("empty.txt"), ""));
+    ASSERT_EQ(0, mkdir(dir.File("stick").c_str(), 0777));
+    // 2024-05-01T08:30:00Z is 1714552200 s (`date -u -d ... +%s`).
+    const std::vector<std::string> files = {dir.File("fixes.rec"), dir.File("empty.txt")};
+    const std::string first = CopyRunToStick(files, dir.File("stick"), 1714552200);
+    ASSERT_TRUE(CoreTest::WriteBytes(dir.File("fixes.rec"), "changed"));
+    const std::string second = CopyRunToStick(files, dir.File("stick"), 1714552200);
+    EXPECT_EQ(dir.File("stick/run-2024-05-01T08-30-00Z"), first);
+    EXPECT_EQ(dir.File("stick/run-2024-05-01T08-30-00Z-2"), second);
+    EXPECT_EQ(std::string(200000, 'r'), CoreTest::ReadBytes(first + "/fixes.rec"));
+    EXPECT_EQ("changed", CoreTest::ReadBytes(second + "/fixes.rec"));
+    EXPECT_EQ((std::vector<std::string>{"empty.txt", "fixes.rec"}), ToolTest::ListDirectory(second));
 }
 
 } // namespace

@@ -1,0 +1,40 @@
+#include "Progress.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace GuidanceTool
+{
+
+bool Progress::Shown()
+{
+    return isatty(STDERR_FILENO) != 0;
+}
+
+Progress::Progress(const std::string& what, long long total, const char* units)
+    : m_what(what), m_total(total), m_units(units), m_enabled(Shown()), m_last(std::chrono::steady_clock::now())
+{
+}
+
+void Progress::Update(long long done)
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (!m_enabled || (m_drawn && now - m_last < std::chrono::milliseconds(200)))
+        return;
+    m_last = now;
+    m_drawn = true;
+    if (m_total > 0)
+        std::fprintf(stderr, "\r%s: %3d%% (%lld of %lld %s) ", m_what.c_str(), static_cast<int>(100.0 * done / m_total),
+                     done, m_total, m_units);
+    else
+        std::fprintf(stderr, "\r%s: %lld %s ", m_what.c_str(), done, m_units);
+}
+
+void Progress::Close()
+{
+    if (m_drawn)
+        std::fprintf(stderr, "\n");
+    m_drawn = false;
+}
+
+} // namespace GuidanceTool
