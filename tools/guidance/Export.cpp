@@ -2,13 +2,13 @@
 
 #include "Formats/KMLWriter.h"
 #include "Maths/Maths.h"
-#include "Options.h"
-#include "Utilities/FileCopy.h"
+#include "RecordFile.h"
+#include "ToolError.h"
 #include "Utilities/FileUtilities.h"
 
 #include <cstdio>
 #include <map>
-#include <sys/stat.h>
+#include <memory>
 
 namespace GuidanceTool
 {
@@ -24,6 +24,23 @@ const char kGuidanceColour[] = "ff0000ff"; // red
 const char kPassColour[] = "ffff9900";     // light blue
 
 const int kFixesForDrivenPass = 20;
+// Track points formatted at a time, and bytes copied to the stick at a time.
+const std::size_t kTrackPiece = 4096;
+const std::size_t kCopyPiece = 65536;
+
+Vector2<double> TrackPoint(const FixRecord& record)
+{
+    return Vector2<double>(Core::Maths::Radians(record.latitude), Core::Maths::Radians(record.longitude));
+}
+
+// The coordinate lines of the points as the KML writer formats them.
+std::string CoordinateText(const std::vector<Vector2<double>>& points)
+{
+    Core::KMLWriter coordinates;
+    for (const Vector2<double>& point : points)
+        coordinates.Output(point);
+    return coordinates.AsString();
+}
 
 // Plane points as (latitude, longitude) in radians, the writer's form.
 std::vector<Vector2<double>> ToGeodetic(const std::vector<Vector2<double>>& points, const LocalPlane& plane)
@@ -44,7 +61,7 @@ class ProgressLine
 {
 public:
     explicit ProgressLine(const std::string& name) : m_name(name) {}
-    void Show(int copied, int total)
+    void Show(long copied, long total)
     {
         const int percent = total > 0 ? static_cast<int>(100.0 * copied / total) : 100;
         std::printf("\rcopying %s %3d%%", m_name.c_str(), percent);
@@ -55,40 +72,37 @@ private:
     std::string m_name;
 };
 
-long long FileSize(const std::string& path)
-{
-    struct stat info;
-    return stat(path.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : -1;
-}
-
 } // namespace
 
-std::string RunKML(const std::vector<FixRecord>& track, GuidanceLine& line, const LocalPlane& plane,
-                   const std::string& fieldName)
+const char kStickDirectory[] = "/mnt/usb/";
+
+void WriteRunKML(OutputFile& output, const std::string& recordPath, GuidanceLine& line, const LocalPlane& plane,
+                 const std::string& fieldName)
 {
+    // Fixes on each pass; a pass counts as driven after a few seconds on it.
+    std::map<int, int> fixesOnPass;
+    std::size_t fixes = 0;
+    FixRecord first;
+    ReadRecordFile(recordPath, [&](const FixRecord& record) {
+        if (fixes++ == 0)
+            first = record;
+        if (record.onLine)
+            ++fixesOnPass[record.pass];
+    });
+
     Core::KMLWriter kml;
     kml.Open();
     kml.LineStyle("track", kTrackColour, 2);
     kml.LineStyle("guidance", kGuidanceColour, 3);
     kml.LineStyle("pass", kPassColour, 2);
     kml.EndStyle();
-
-    std::vector<Vector2<double>> driven;
-    // Fixes on each pass; a pass counts as driven after a few seconds on it.
-    std::map<int, int> fixesOnPass;
-    for (const FixRecord& record : track)
-    {
-        driven.push_back(Vector2<double>(Core::Maths::Radians(record.latitude), Core::Maths::Radians(record.longitude)));
-        if (record.onLine)
-            ++fixesOnPass[record.pass];
-    }
     kml.SetStyle("guidance");
     kml.LineStrip(fieldName.empty() ? "Guidance line" : "Guidance line: " + fieldName,
                   ToGeodetic(line.SampleCurve(1.0), plane));
     kml.SetStyle("pass");
-    for (const auto& [pass, fixes] : fixesOnPass)
+    for (const auto& [pass, count] : fixesOnPass)
     {
-        if (fixes < kFixesForDrivenPass)
+        if (count < kFixesForDrivenPass)
             continue;
         std::vector<Vector2<double>> points;
         for (const auto& point : line.Pass(pass).GetPoints())
@@ -96,13 +110,39 @@ std::string RunKML(const std::vector<FixRecord>& track, GuidanceLine& line, cons
         if (points.size() >= 2)
             kml.LineStrip("Pass " + std::to_string(pass), ToGeodetic(points, plane));
     }
-    if (driven.size() >= 2)
+    if (fixes < 2)
     {
-        kml.SetStyle("track");
-        kml.LineStrip("Driven track", driven);
+        kml.Close();
+        output.Write(kml.AsString());
+        return;
     }
+    // The track placemark is drawn through its first point alone, and the
+    // document split after that point: the rest of the track streams in
+    // between, formatted by the writer itself.
+    kml.SetStyle("track");
+    kml.LineStrip("Driven track", {TrackPoint(first)});
     kml.Close();
-    return kml.AsString();
+    const std::string& document = kml.AsString();
+    const std::string firstLine = CoordinateText({TrackPoint(first)});
+    const std::size_t split = document.rfind(firstLine) + firstLine.size();
+    output.Write(document.substr(0, split));
+    std::vector<Vector2<double>> piece;
+    bool skippedFirst = false;
+    ReadRecordFile(recordPath, [&](const FixRecord& record) {
+        if (!skippedFirst)
+        {
+            skippedFirst = true;
+            return;
+        }
+        piece.push_back(TrackPoint(record));
+        if (piece.size() == kTrackPiece)
+        {
+            output.Write(CoordinateText(piece));
+            piece.clear();
+        }
+    });
+    output.Write(CoordinateText(piece));
+    output.Write(document.substr(split));
 }
 
 void CopyToStick(const std::vector<std::string>& files, const std::string& directory, bool showProgress)
@@ -111,24 +151,31 @@ void CopyToStick(const std::vector<std::string>& files, const std::string& direc
     {
         const std::string name = Core::Utilities::GetFileName(file);
         const std::string destination = directory + (directory.back() == '/' ? "" : "/") + name;
+        std::FILE* source = std::fopen(file.c_str(), "rb");
+        if (source == nullptr)
+            throw IoFailure(file, "cannot open for copying");
+        std::unique_ptr<std::FILE, int (*)(std::FILE*)> closer(source, std::fclose);
+        std::fseek(source, 0, SEEK_END);
+        const long total = std::ftell(source);
+        std::rewind(source);
         ProgressLine progress(name);
-        Core::Functor<void, int, int>::Method<ProgressLine> callback(&progress, &ProgressLine::Show);
-        Core::Utilities::CIncrementalFileCopy copy(file, destination, showProgress ? &callback : nullptr);
-        // A few blocks per round, as an idle loop would, until done or failed.
-        // The first round always runs: an empty file is finished before it
-        // starts but is only renamed into place by a round.
-        bool ok = true;
-        do
-            ok = copy.Idle(16);
-        while (ok && !copy.Finished());
-        // A failed final rename is not reported by the copy; the size is.
-        ok = ok && FileSize(destination) == FileSize(file);
+        OutputFile copy(destination);
+        char buffer[kCopyPiece];
+        long copied = 0;
+        for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, source)) > 0;)
+        {
+            copy.Write(std::string(buffer, count));
+            copied += static_cast<long>(count);
+            if (showProgress)
+                progress.Show(copied, total);
+        }
+        if (std::ferror(source))
+            throw IoFailure(file, "cannot read for copying");
+        copy.Commit();
         if (showProgress)
             std::printf("\n");
-        if (!ok)
-            throw ToolError("cannot copy '" + file + "' to '" + destination + "'");
-        if (!showProgress)
-            std::printf("copied %s to %s (%lld bytes)\n", name.c_str(), directory.c_str(), FileSize(destination));
+        else
+            std::printf("copied %s to %s (%ld bytes)\n", name.c_str(), directory.c_str(), copied);
     }
 }
 

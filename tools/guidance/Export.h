@@ -7,6 +7,7 @@
 #include "FixRecord.h"
 #include "GuidanceLine.h"
 #include "LocalPlane.h"
+#include "OutputFile.h"
 
 #include <string>
 #include <vector>
@@ -14,14 +15,20 @@
 namespace GuidanceTool
 {
 
-// The KML document of a run: the driven track, the guidance line and each
-// pass driven along the line, each with its own line style.
-std::string RunKML(const std::vector<FixRecord>& track, GuidanceLine& line, const LocalPlane& plane,
-                   const std::string& fieldName);
+// Where the device mounts the USB stick.
+extern const char kStickDirectory[];
 
-// Copies each file into directory (the file name kept) a few blocks at a time,
-// showing progress: a running percentage when showProgress, else one line per
-// file. Throws ToolError naming the first file that could not be copied.
+// Writes the KML document of a run into output: the driven track, the
+// guidance line and each pass driven along the line, each with its own line
+// style. The track is read from the record file twice (once to find the
+// passes driven, once to draw it), so memory does not grow with the run.
+void WriteRunKML(OutputFile& output, const std::string& recordPath, GuidanceLine& line, const LocalPlane& plane,
+                 const std::string& fieldName);
+
+// Copies each file into directory (the file name kept) a piece at a time
+// through an OutputFile, showing progress: a running percentage when
+// showProgress, else one line per file. Throws ToolError naming the first
+// file that could not be copied and why.
 void CopyToStick(const std::vector<std::string>& files, const std::string& directory, bool showProgress);
 
 } // namespace GuidanceTool

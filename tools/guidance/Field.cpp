@@ -1,10 +1,16 @@
 #include "Field.h"
 
 #include "IO/XML.h"
+#include "LocalPlane.h"
 #include "Options.h"
 #include "Utilities/FileUtilities.h"
 
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <unistd.h>
 
 namespace GuidanceTool
 {
@@ -14,6 +20,9 @@ const char* const Field::kSplineNames[4] = {"Linear", "CatmullRom", "NaturalCubi
 namespace
 {
 
+// Most of what the XML parser prints about one error that is kept as its reason.
+const std::size_t kLongestParserMessage = 512;
+
 // A numeric attribute of a point element; throws when missing or not a number.
 double PointCoordinate(const Core::IO::XMLNode& point, const char* attribute, double limit, const std::string& where)
 {
@@ -21,10 +30,76 @@ double PointCoordinate(const Core::IO::XMLNode& point, const char* attribute, do
     const auto found = attributes.find(attribute);
     double value = 0;
     if (found == attributes.end())
-        throw ToolError(where + ": a point has no '" + attribute + "' attribute");
+        throw BadInput(where, "a point has no '" + std::string(attribute) + "' attribute");
     if (!ParseWholeDouble(found->second, value) || std::fabs(value) > limit)
-        throw ToolError(where + ": point " + attribute + " '" + found->second + "' is not an angle in degrees");
+        throw BadInput(where, "point " + std::string(attribute) + " '" + found->second + "' is not an angle in degrees");
     return value;
+}
+
+// The offset of the first byte that is not part of valid UTF-8 text or is a
+// control character XML forbids, or npos when the text is clean. Overlong
+// forms, surrogates and code points past U+10FFFF count as invalid.
+std::size_t FirstInvalidByte(const std::string& text)
+{
+    for (std::size_t at = 0; at < text.size();)
+    {
+        const unsigned char lead = static_cast<unsigned char>(text[at]);
+        if (lead < 0x80)
+        {
+            if (lead < 0x20 && lead != '\t' && lead != '\n' && lead != '\r')
+                return at;
+            ++at;
+            continue;
+        }
+        const int length = lead >= 0xC2 && lead <= 0xDF ? 2 : (lead >= 0xE0 && lead <= 0xEF ? 3 : (lead >= 0xF0 && lead <= 0xF4 ? 4 : 0));
+        if (length == 0 || at + length > text.size())
+            return at;
+        unsigned int codePoint = lead & (0xFF >> (length + 1));
+        for (int i = 1; i < length; ++i)
+        {
+            const unsigned char next = static_cast<unsigned char>(text[at + i]);
+            if ((next & 0xC0) != 0x80)
+                return at;
+            codePoint = (codePoint << 6) | (next & 0x3F);
+        }
+        const unsigned int smallest[] = {0, 0, 0x80, 0x800, 0x10000};
+        if (codePoint < smallest[length] || codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF))
+            return at;
+        at += length;
+    }
+    return std::string::npos;
+}
+
+// Runs parse with standard output going to a temporary file, and returns the
+// reason the XML parser printed there: its messages belong in the tool's one
+// line on standard error.
+std::string CaptureParserMessage(const std::function<void()>& parse)
+{
+    std::fflush(stdout);
+    std::FILE* capture = std::tmpfile();
+    const int saved = capture != nullptr ? dup(STDOUT_FILENO) : -1;
+    if (saved < 0 || dup2(fileno(capture), STDOUT_FILENO) < 0)
+    {
+        if (capture != nullptr)
+            std::fclose(capture);
+        if (saved >= 0)
+            close(saved);
+        parse();
+        return "";
+    }
+    parse();
+    std::fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    std::rewind(capture);
+    char text[kLongestParserMessage];
+    const std::size_t length = std::fread(text, 1, sizeof text, capture);
+    std::fclose(capture);
+    std::string message(text, length);
+    // "XMLDocument::Parse: error parsing xml document: '<reason>' ": keep the reason.
+    const std::size_t open = message.find('\'');
+    const std::size_t close = message.rfind('\'');
+    return open != std::string::npos && close > open ? message.substr(open + 1, close - open - 1) : "";
 }
 
 } // namespace
@@ -32,24 +107,32 @@ double PointCoordinate(const Core::IO::XMLNode& point, const char* attribute, do
 Field Field::Load(const std::string& path)
 {
     std::string text;
+    errno = 0;
     if (!Core::Utilities::ReadFile(path, text))
-        throw ToolError("cannot read field file '" + path + "'");
-    return FromText(text, "field file '" + path + "'");
+        throw ToolError(errno == EIO ? kExitIoFailure : kExitBadInput, path, "cannot read the field file",
+                        std::strerror(errno != 0 ? errno : EIO));
+    return FromText(text, path);
 }
 
 Field Field::FromText(const std::string& text, const std::string& source)
 {
+    const std::size_t invalid = FirstInvalidByte(text);
+    if (invalid != std::string::npos)
+        throw BadInput(source, "not a valid field file",
+                       "invalid UTF-8 or a control character at byte " + std::to_string(invalid));
     Core::IO::XMLDocument document;
     // ParseString works in place on its argument, so give it a copy.
     std::string buffer = text;
-    if (!document.ParseString(buffer))
-        throw ToolError(source + " is not well-formed XML");
+    bool parsed = false;
+    const std::string reason = CaptureParserMessage([&] { parsed = document.ParseString(buffer); });
+    if (!parsed)
+        throw BadInput(source, "not well-formed XML", reason);
     const Core::IO::XMLNode* guidance = nullptr;
     const Core::IO::XMLNode* root = document.RootNode().Child("field");
     if (root != nullptr)
         guidance = root->Child("guidance");
     if (guidance == nullptr)
-        throw ToolError(source + " has no <field><guidance> element");
+        throw BadInput(source, "no <field><guidance> element");
 
     Field field;
     field.name = document.FindValue("field/name", "");
@@ -60,28 +143,36 @@ Field Field::FromText(const std::string& text, const std::string& source)
         if (spline == kSplineNames[i])
             field.splineType = i;
     if (field.splineType < 0)
-        throw ToolError(source + ": unknown spline '" + spline +
-                        "' (Linear, CatmullRom, NaturalCubic or RoundedNonUniform)");
+        throw BadInput(source, "unknown spline '" + spline + "'", "Linear, CatmullRom, NaturalCubic or RoundedNonUniform");
 
     const std::string width = document.FindValue("field/guidance/width", "");
-    if (!ParseWholeDouble(width, field.workingWidth) || field.workingWidth <= 0)
-        throw ToolError(source + ": the working width '" + width + "' is not a positive number of metres");
+    if (!ParseWholeDouble(width, field.workingWidth))
+        throw BadInput(source, "the working width '" + width + "' is not a number of metres");
+    CheckRange(source + ": working width", field.workingWidth, kNarrowestWidth, kWidestWidth);
 
     for (const Core::IO::XMLNode& child : guidance->Children())
         if (child.Type() == Core::IO::XMLElementNode && child.Name() == "point")
             field.points.push_back(
                 GeoPoint{PointCoordinate(child, "lat", 90, source), PointCoordinate(child, "lon", 180, source)});
     if (field.points.size() < 2)
-        throw ToolError(source + ": the guidance line needs at least two points");
+        throw BadInput(source, "the guidance line needs at least two points");
+    CheckRange(source + ": number of points", static_cast<double>(field.points.size()), 2, kMostPoints);
+    const LocalPlane plane(field.points[0].latitude, field.points[0].longitude);
+    bool apart = false;
     for (const GeoPoint& point : field.points)
-        if (point.latitude != field.points[0].latitude || point.longitude != field.points[0].longitude)
-            return field;
-    throw ToolError(source + ": the guidance line's points all coincide");
+    {
+        apart = apart || point.latitude != field.points[0].latitude || point.longitude != field.points[0].longitude;
+        CheckRange(source + ": metres from the first point", plane.ToPlane(point.latitude, point.longitude).Length(),
+                   0, kLargestExtent);
+    }
+    if (!apart)
+        throw BadInput(source, "the guidance line's points all coincide");
+    return field;
 }
 
 Field Field::Sample()
 {
-    return FromText(SampleText(), "the built-in sample field");
+    return FromText(SampleText(), "built-in sample field");
 }
 
 } // namespace GuidanceTool

@@ -6,10 +6,14 @@
 //     <name>North paddock</name>
 //     <guidance>
 //       <spline>CatmullRom</spline>        Linear, CatmullRom, NaturalCubic or RoundedNonUniform
-//       <width>12</width>                  metres between passes, greater than 0
-//       <point lat="52.2" lon="-1.05" />   two or more, in driving order, in degrees
+//       <width>12</width>                  metres between passes, kNarrowestWidth to kWidestWidth
+//       <point lat="52.2" lon="-1.05" />   2 to kMostPoints, in driving order, in degrees,
+//                                          each within kLargestExtent metres of the first
 //     </guidance>
 //   </field>
+//
+// The file must be UTF-8 without control characters (other than tab and line
+// ends), so that every document the tool writes from it is well-formed.
 //
 // Plain data; copy freely.
 #ifndef GUIDANCE_FIELD_H
@@ -29,6 +33,12 @@ struct GeoPoint
 
 struct Field
 {
+    // The ranges a field file is held to.
+    static constexpr double kNarrowestWidth = 0.5;
+    static constexpr double kWidestWidth = 1000.0;
+    static constexpr double kLargestExtent = 20000.0;
+    static const std::size_t kMostPoints = 1000;
+
     // The spline names in the order of the library's spline type numbers.
     static const char* const kSplineNames[4];
 

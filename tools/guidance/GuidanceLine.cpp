@@ -25,8 +25,12 @@ const Core::PolyLine& GuidanceLine::Pass(int pass)
 {
     auto found = m_passes.find(pass);
     if (found == m_passes.end())
+    {
+        if (m_passes.size() >= kPassesKept)
+            m_passes.clear();
         // Offsets are positive to the right, like pass numbers.
         found = m_passes.emplace(pass, m_line.Offset(pass * m_width)).first;
+    }
     return found->second;
 }
 
@@ -41,6 +45,12 @@ void GuidanceLine::Measure(FixRecord& record)
         return;
     record.alongTrack = along;
     record.onLine = along > 0 && along < m_line.Length() ? 1 : 0;
+    if (std::fabs(distance) > kFarthestMeasured)
+    {
+        record.onLine = 0;
+        record.crossTrack = distance;
+        return;
+    }
     // Nearest-point distances are positive on the left; pass numbers grow to the right.
     record.pass = static_cast<int>(std::lround(-distance / m_width));
 

@@ -1,7 +1,8 @@
 // The field's guidance line in the local plane, and the measures of a position
 // against it: the nearest pass (a parallel of the line at a whole number of
 // working widths, positive to the right), the signed cross-track distance to
-// that pass, the along-track distance and the heading error.
+// that pass, the along-track distance and the heading error. A position more
+// than kFarthestMeasured from the line is off the field: it gets no pass.
 // Not thread-safe: queries update the lines' caches.
 #ifndef GUIDANCE_GUIDANCELINE_H
 #define GUIDANCE_GUIDANCELINE_H
@@ -20,6 +21,9 @@ namespace GuidanceTool
 class GuidanceLine
 {
 public:
+    // Metres from the line beyond which a position is not measured against a pass.
+    static constexpr double kFarthestMeasured = 5000.0;
+
     // The field's line in the given plane, drawn with the field's spline.
     GuidanceLine(const Field& field, const LocalPlane& plane);
     GuidanceLine(const GuidanceLine&) = delete;
@@ -40,7 +44,9 @@ public:
 private:
     Core::PolySpline m_line;
     double m_width;
-    // Passes built so far, by number.
+    // Passes built lately, by number: at most kPassesKept, so memory stays
+    // bounded however many passes a drive visits.
+    static const std::size_t kPassesKept = 16;
     std::map<int, Core::PolyLine> m_passes;
 };
 

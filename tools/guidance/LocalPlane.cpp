@@ -9,6 +9,21 @@ namespace GuidanceTool
 
 using Core::Maths::Math;
 
+namespace
+{
+
+const double kFullCircleDegrees = 360.0;
+const double kHalfCircleDegrees = 180.0;
+
+// The angle brought into [-180, 180).
+double WrapDegrees(double degrees)
+{
+    const double wrapped = std::fmod(degrees + kHalfCircleDegrees, kFullCircleDegrees);
+    return (wrapped < 0 ? wrapped + kFullCircleDegrees : wrapped) - kHalfCircleDegrees;
+}
+
+} // namespace
+
 LocalPlane::LocalPlane(double latitudeDegrees, double longitudeDegrees)
     : m_originLatitude(latitudeDegrees), m_originLongitude(longitudeDegrees)
 {
@@ -25,7 +40,7 @@ LocalPlane::LocalPlane(double latitudeDegrees, double longitudeDegrees)
 
 Core::Maths::Vector2<double> LocalPlane::ToPlane(double latitudeDegrees, double longitudeDegrees) const
 {
-    return Core::Maths::Vector2<double>((longitudeDegrees - m_originLongitude) * m_metresPerDegreeLongitude,
+    return Core::Maths::Vector2<double>(WrapDegrees(longitudeDegrees - m_originLongitude) * m_metresPerDegreeLongitude,
                                         (latitudeDegrees - m_originLatitude) * m_metresPerDegreeLatitude);
 }
 
@@ -33,7 +48,7 @@ void LocalPlane::ToGeodetic(const Core::Maths::Vector2<double>& point, double& l
                             double& longitudeDegrees) const
 {
     latitudeDegrees = m_originLatitude + point.y / m_metresPerDegreeLatitude;
-    longitudeDegrees = m_originLongitude + point.x / m_metresPerDegreeLongitude;
+    longitudeDegrees = WrapDegrees(m_originLongitude + point.x / m_metresPerDegreeLongitude);
 }
 
 double CourseToHeading(double courseDegrees)

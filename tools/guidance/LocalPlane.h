@@ -1,7 +1,9 @@
 // A flat plane in metres around a geodetic origin, for the distances of one
 // field: x points east, y north. Scales come from the WGS-84 ellipsoid's radii
 // of curvature at the origin (meridian for y, prime vertical for x), which keeps
-// the error below a millimetre per hundred metres over a field.
+// the error below a millimetre per hundred metres over a field. A field may
+// straddle the 180th meridian: longitudes are taken the short way round from
+// the origin, and positions come back in [-180, 180].
 // Immutable after construction; safe to share between threads.
 #ifndef GUIDANCE_LOCALPLANE_H
 #define GUIDANCE_LOCALPLANE_H

@@ -25,6 +25,7 @@ bool Options::ParseOrHelp(const std::vector<std::string>& args, const char* help
     if (!Has("help"))
         return true;
     std::fputs(help, stdout);
+    std::fputs(kExitStatusHelp, stdout);
     return false;
 }
 
@@ -42,7 +43,7 @@ void Options::Parse(const std::vector<std::string>& args)
         {
             // "-" alone names standard input or output; other single-dash words are options we lack.
             if (word.size() > 1 && word[0] == '-')
-                throw ToolError("unknown option '" + word + "'");
+                throw BadInput(word, "unknown option");
             m_positional.push_back(word);
             continue;
         }
@@ -50,11 +51,11 @@ void Options::Parse(const std::vector<std::string>& args)
         const std::string name = word.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
         const Declaration* declaration = Find(name);
         if (declaration == nullptr)
-            throw ToolError("unknown option '--" + name + "'");
+            throw BadInput("--" + name, "unknown option");
         if (!declaration->takesValue)
         {
             if (equals != std::string::npos)
-                throw ToolError("option '--" + name + "' takes no value");
+                throw BadInput("--" + name, "takes no value");
             m_values[name] = "";
         }
         else if (equals != std::string::npos)
@@ -62,7 +63,7 @@ void Options::Parse(const std::vector<std::string>& args)
         else if (i + 1 < args.size())
             m_values[name] = args[++i];
         else
-            throw ToolError("option '--" + name + "' needs a value");
+            throw BadInput("--" + name, "needs a value");
     }
 }
 
@@ -77,21 +78,23 @@ std::string Options::Get(const std::string& name, const std::string& fallback) c
     return found == m_values.end() ? fallback : found->second;
 }
 
-double Options::GetDouble(const std::string& name, double fallback) const
+double Options::GetDouble(const std::string& name, double fallback, double lowest, double highest) const
 {
     if (!Has(name))
         return fallback;
     double value = 0;
-    if (!ParseWholeDouble(Get(name, ""), value))
-        throw ToolError("option '--" + name + "' needs a number, not '" + Get(name, "") + "'");
+    const std::string text = Get(name, "");
+    if (!ParseWholeDouble(text, value))
+        throw BadInput("--" + name, "needs a number", "not '" + text + "'");
+    CheckRange("--" + name, value, lowest, highest);
     return value;
 }
 
-int Options::GetInt(const std::string& name, int fallback) const
+int Options::GetInt(const std::string& name, int fallback, int lowest, int highest) const
 {
-    const double value = GetDouble(name, fallback);
-    if (value != std::floor(value) || value < INT_MIN || value > INT_MAX)
-        throw ToolError("option '--" + name + "' needs a whole number, not '" + Get(name, "") + "'");
+    const double value = GetDouble(name, fallback, lowest, highest);
+    if (value != std::floor(value))
+        throw BadInput("--" + name, "needs a whole number", "not '" + Get(name, "") + "'");
     return static_cast<int>(value);
 }
 
@@ -101,6 +104,16 @@ const Options::Declaration* Options::Find(const std::string& name) const
         if (declaration.name == name)
             return &declaration;
     return nullptr;
+}
+
+void CheckRange(const std::string& subject, double value, double lowest, double highest)
+{
+    if (value < lowest || value > highest)
+    {
+        char range[96];
+        std::snprintf(range, sizeof range, "must be from %g to %g, not %g", lowest, highest, value);
+        throw BadInput(subject, "out of range", range);
+    }
 }
 
 bool ParseWholeDouble(const std::string& text, double& value)

@@ -5,21 +5,14 @@
 #ifndef GUIDANCE_OPTIONS_H
 #define GUIDANCE_OPTIONS_H
 
+#include "ToolError.h"
+
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace GuidanceTool
 {
-
-// A bad command line or bad input: the message is printed on standard error
-// and the program exits with status 2.
-class ToolError : public std::runtime_error
-{
-public:
-    explicit ToolError(const std::string& message) : std::runtime_error(message) {}
-};
 
 class Options
 {
@@ -37,8 +30,9 @@ public:
     // Declares further options.
     void Declare(const std::vector<Declaration>& declarations);
 
-    // Parses args and, when "--help" is among them, prints help on standard
-    // output and returns false: the command has nothing more to do.
+    // Parses args and, when "--help" is among them, prints help and the exit
+    // status table on standard output and returns false: the command has
+    // nothing more to do.
     bool ParseOrHelp(const std::vector<std::string>& args, const char* help);
 
     // Parses args (the words after the subcommand). Throws ToolError for an
@@ -48,9 +42,10 @@ public:
     bool Has(const std::string& name) const;
     // The option's value, or fallback when it was not given.
     std::string Get(const std::string& name, const std::string& fallback) const;
-    // Numeric values; a value that is not entirely a number throws ToolError.
-    double GetDouble(const std::string& name, double fallback) const;
-    int GetInt(const std::string& name, int fallback) const;
+    // Numeric values within [lowest, highest]; a value that is not entirely
+    // a number, or lies outside the range, throws ToolError.
+    double GetDouble(const std::string& name, double fallback, double lowest, double highest) const;
+    int GetInt(const std::string& name, int fallback, int lowest, int highest) const;
 
     const std::vector<std::string>& Positional() const { return m_positional; }
 
@@ -62,6 +57,9 @@ private:
     std::map<std::string, std::string> m_values;
     std::vector<std::string> m_positional;
 };
+
+// Throws ToolError naming subject when value lies outside [lowest, highest].
+void CheckRange(const std::string& subject, double value, double lowest, double highest);
 
 // Parses the whole of text as a number; false for empty text or trailing characters.
 bool ParseWholeDouble(const std::string& text, double& value);

@@ -1,26 +1,60 @@
 #include "RecordFile.h"
 
 #include "Formats/AppendOnlyFile.h"
-#include "Options.h"
+#include "ToolError.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace GuidanceTool
 {
 
-RecordFileContents ReadRecordFile(const std::string& path)
+void SequenceGaps::Add(int sequence)
+{
+    if (sequence > m_last + 1)
+    {
+        m_missing += sequence - m_last - 1;
+        if (m_ranges < kRangesListed)
+        {
+            const std::string first = std::to_string(m_last + 1);
+            const std::string last = std::to_string(sequence - 1);
+            m_listed += (m_ranges == 0 ? "" : ", ") + (first == last ? first : first + "-" + last);
+        }
+        else if (m_ranges == kRangesListed)
+            m_listed += ", ...";
+        ++m_ranges;
+    }
+    if (sequence > m_last)
+        m_last = sequence;
+}
+
+std::string SequenceGaps::Text() const
+{
+    return m_missing == 0 ? "none" : m_listed;
+}
+
+std::string RecordFileContents::CountsText() const
+{
+    return std::to_string(recordCount) + " records, " + std::to_string(otherBlocks) + " blocks of other kinds, " +
+           std::to_string(skippedBytes) + " bytes skipped as damaged, " + std::to_string(gaps.Missing()) +
+           " missing" + (gaps.Missing() == 0 ? "" : " (" + gaps.Text() + ")");
+}
+
+RecordFileContents ReadRecordFile(const std::string& path, const std::function<void(const FixRecord&)>& each)
 {
     // The block file opens for appending and creates a missing file, so make
     // sure first that the file exists and can be read.
     const int probe = open(path.c_str(), O_RDONLY);
     if (probe < 0)
-        throw ToolError("cannot read record file '" + path + "'");
+        throw ToolError(errno == ENOENT || errno == EACCES ? kExitBadInput : kExitIoFailure, path,
+                        "cannot read the record file", std::strerror(errno));
     close(probe);
 
     Core::AppendOnlyFile file;
     if (!file.Open(path))
-        throw ToolError("cannot open record file '" + path + "'");
+        throw IoFailure(path, "cannot open the record file");
     RecordFileContents contents;
     for (;;)
     {
@@ -39,10 +73,22 @@ RecordFileContents ReadRecordFile(const std::string& path)
         Core::IO::ObjectStore store(bytes);
         FixRecord record;
         if (tag == FixRecord::kBlockTag && record.Process(store))
-            contents.records.push_back(record);
+        {
+            ++contents.recordCount;
+            contents.gaps.Add(record.sequence);
+            each(record);
+        }
         else
             ++contents.otherBlocks;
     }
+    return contents;
+}
+
+RecordFileContents ReadRecordFile(const std::string& path)
+{
+    std::vector<FixRecord> records;
+    RecordFileContents contents = ReadRecordFile(path, [&](const FixRecord& record) { records.push_back(record); });
+    contents.records = std::move(records);
     return contents;
 }
 

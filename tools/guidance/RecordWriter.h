@@ -1,10 +1,13 @@
 // Appends fix records to the replay's record file on a worker thread, so the
 // main loop never waits for the medium: each record is one block, synced
 // before its completion comes back to the main loop through Process().
-// The file is written as "<path>.partial" and renamed to path by Finish(), so
-// an interrupted run leaves no incomplete file under the final name.
+// The records are written to "<file>.<start time>.partial" beside the record
+// file and copied over it by Commit() through an OutputFile, so a run that
+// fails or is cut short leaves the previous record file as it was. The records a run synced are never deleted: a partial file
+// left by an earlier run is renamed "<name>-interrupted-<its start time><ext>"
+// and reported on standard error before the new run starts.
 // Threading: every member belongs to the main thread; only the queued writes
-// run on the worker.
+// run on the worker, which never receives Ctrl-C or SIGTERM.
 #ifndef GUIDANCE_RECORDWRITER_H
 #define GUIDANCE_RECORDWRITER_H
 
@@ -20,10 +23,11 @@ namespace GuidanceTool
 class RecordWriter
 {
 public:
-    // Creates "<path>.partial" afresh and starts the worker. Throws ToolError
-    // when the file cannot be created.
+    // Keeps any earlier partial file, creates this run's and starts the
+    // worker. Throws ToolError naming the file and the reason on failure.
     explicit RecordWriter(const std::string& path);
-    // Stops the worker if Finish() was not called; the partial file is removed.
+    // Stops the worker if Finish() was not called. The partial file stays,
+    // unless it is empty, for the next run to keep.
     ~RecordWriter();
     RecordWriter(const RecordWriter&) = delete;
     RecordWriter& operator=(const RecordWriter&) = delete;
@@ -32,17 +36,23 @@ public:
     void Append(const FixRecord& record);
     // Runs the completions of the writes finished so far.
     void Process();
-    // Writes everything queued, stops the worker and renames the file into place.
-    // Throws ToolError when the rename fails.
+    // Writes everything queued and stops the worker. Throws ToolError naming
+    // the partial file and the reason when any record could not be written.
     void Finish();
+    // Replaces the record file with the finished partial file's records, then
+    // removes the partial file. Throws ToolError, the partial file kept.
+    void Commit();
 
+    // The file the records are written to until Commit().
+    const std::string& PartialPath() const { return m_partialPath; }
     // Records queued but not yet written.
     int Outstanding() { return m_worker.GetQueueSize(); }
     int Written() const { return m_written; }
     int Failed() const { return m_failed; }
 
-    // Called on the main thread by a write's completion.
-    void Completed(bool ok);
+    // Called on the main thread by a write's completion; error is the errno
+    // of a failed write.
+    void Completed(bool ok, int error);
 
 private:
     std::string m_path;
@@ -52,7 +62,13 @@ private:
     bool m_running = false;
     int m_written = 0;
     int m_failed = 0;
+    int m_firstError = 0;
 };
+
+// Renames every partial record file an earlier run left beside path to
+// "<name>-interrupted-<start time><ext>" and says so on standard error.
+// Throws ToolError when one cannot be renamed.
+void KeepInterruptedRecords(const std::string& path);
 
 } // namespace GuidanceTool
 

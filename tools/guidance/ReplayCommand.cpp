@@ -2,10 +2,12 @@
 // standard input or a serial device, with records, KML, a summary and a copy
 // to the USB stick.
 #include "Export.h"
+#include "Interruption.h"
+#include "OutputFile.h"
+#include "RecordFile.h"
 #include "Replayer.h"
 #include "SerialLink.h"
 #include "Tool.h"
-#include "Utilities/CrashHandler.h"
 #include "Utilities/FileUtilities.h"
 
 #include <cerrno>
@@ -15,6 +17,8 @@
 #include <cstring>
 #include <functional>
 #include <thread>
+#include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,13 +34,18 @@ const char kReplayHelp[] =
     "  measures every fix against the field's guidance line (nearest pass, cross-track,\n"
     "  along-track and heading error), records the fixes, and writes into the output\n"
     "  directory: fixes.rec (records; see 'guidance dump'), drive.kml and summary.txt.\n"
+    "  Previous outputs are replaced only when the run completes: after any failure\n"
+    "  they are left as they were. Records an interrupted run synced are kept as\n"
+    "  fixes-interrupted-<start time>.rec by the next run. Ctrl-C ends a serial replay\n"
+    "  normally; it cuts a file replay short with its outputs complete up to there.\n"
     "\n"
     "  --field FILE      field file (default: the built-in sample field)\n"
     "  --output DIR      output directory (default: out)\n"
     "  --serial DEVICE   read from a serial device until --idle seconds pass without\n"
     "                    data, or until interrupted (Ctrl-C)\n"
     "  --baud RATE       serial speed (default 115200)\n"
-    "  --idle SECONDS    end a serial replay after this long without data (default 10)\n"
+    "  --idle SECONDS    end a serial replay after this long without data, 0.1 to\n"
+    "                    86400 (default 10)\n"
     "  --stick DIR       copy the outputs to DIR (default: /mnt/usb/ when a stick is present)\n"
     "  --no-stick        do not copy the outputs\n";
 
@@ -56,24 +65,25 @@ const char kRecordFile[] = "fixes.rec";
 const char kKmlFile[] = "drive.kml";
 const char kSummaryFile[] = "summary.txt";
 const char kDriveFile[] = "drive.nmea";
-const char kStickDirectory[] = "/mnt/usb/";
 
-// Set by the interrupt handler; the serial loop ends at its next round.
-volatile std::sig_atomic_t s_interrupted = 0;
-
-void OnInterrupt(int)
-{
-    s_interrupted = 1;
-}
+// How often the status line is redrawn, and the serial loop's round.
+const std::chrono::milliseconds kStatusInterval(200);
+const std::chrono::milliseconds kPollInterval(200);
+// The wait between looks at the records still on their way to the medium.
+const std::chrono::milliseconds kDrainInterval(50);
+const double kLongestIdle = 86400;
+const double kShortestIdle = 0.1;
+// Input is read in pieces of this size.
+const std::size_t kInputPiece = 65536;
 
 // Where the run's outputs go; created when missing.
 std::string PrepareOutputDirectory(const std::string& directory)
 {
     if (mkdir(directory.c_str(), 0777) != 0 && errno != EEXIST)
-        throw ToolError("cannot create output directory '" + directory + "': " + std::strerror(errno));
+        throw IoFailure(directory, "cannot create the output directory");
     struct stat info;
     if (stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
-        throw ToolError("'" + directory + "' is not a directory");
+        throw BadInput(directory, "not a directory");
     return directory.back() == '/' ? directory : directory + "/";
 }
 
@@ -88,7 +98,7 @@ std::string StickFrom(const Options& options)
         const std::string stick = options.Get("stick", "");
         struct stat info;
         if (stick.empty() || stat(stick.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
-            throw ToolError("stick directory '" + stick + "' does not exist");
+            throw BadInput(stick, "no such stick directory");
         return stick;
     }
     return Core::Utilities::USBPresent() ? kStickDirectory : "";
@@ -105,11 +115,11 @@ public:
         const FixRecord* latest = replayer.Latest();
         const auto now = std::chrono::steady_clock::now();
         const double elapsed = std::chrono::duration<double>(now - m_last).count();
-        if (!m_enabled || latest == nullptr || elapsed < 0.2)
+        if (!m_enabled || latest == nullptr || now - m_last < kStatusInterval)
             return;
         const long written = replayer.RecordsWritten();
         std::printf("\r  fixes %7ld   recorded %7ld   rate %6.1f /s   pass %3d   cross-track %+7.3f m ",
-                    static_cast<long>(replayer.Records().size()), written, (written - m_lastWritten) / elapsed,
+                    replayer.RecordCount(), written, (written - m_lastWritten) / elapsed,
                     latest->pass, latest->crossTrack);
         std::fflush(stdout);
         m_last = now;
@@ -132,39 +142,41 @@ private:
     bool m_shown = false;
 };
 
-// Reads a file (or standard input for "-") into the replayer in pieces.
+// Reads a file (or standard input for "-") into the replayer in pieces, until
+// its end or an interruption.
 void FeedFile(const std::string& path, Replayer& replayer, StatusLine& status)
 {
-    std::FILE* file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
-    if (file == nullptr)
-        throw ToolError("cannot read '" + path + "': " + std::strerror(errno));
-    char buffer[65536];
-    std::size_t count;
-    while ((count = std::fread(buffer, 1, sizeof buffer, file)) > 0)
+    const int fd = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        throw BadInput(path, "cannot open the input", std::strerror(errno));
+    std::unique_ptr<int, void (*)(int*)> closer(path == "-" ? nullptr : new int(fd), [](int* f) {
+        close(*f);
+        delete f;
+    });
+    std::vector<char> buffer(kInputPiece);
+    while (InterruptingSignal() == 0)
     {
-        replayer.Feed(std::string(buffer, count));
+        const ssize_t count = read(fd, buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            throw IoFailure(path, "read failed");
+        if (count == 0)
+            return;
+        replayer.Feed(std::string(buffer.data(), static_cast<std::size_t>(count)));
         status.Update(replayer);
     }
-    const bool failed = std::ferror(file) != 0;
-    if (file != stdin)
-        std::fclose(file);
-    if (failed)
-        throw ToolError("error reading '" + path + "'");
 }
 
 // Reads a serial device into the replayer until it stays silent for idle
 // seconds or the user interrupts.
 void FeedSerial(SerialLink& link, double idle, Replayer& replayer, StatusLine& status)
 {
-    auto& crashHandler = Core::Patterns::StaticSingleton<Core::Utilities::CrashHandler>::ref();
-    crashHandler.SetAutoExit(false);
-    crashHandler.SetHandler(SIGINT, OnInterrupt);
-    crashHandler.SetHandler(SIGTERM, OnInterrupt);
     auto lastData = std::chrono::steady_clock::now();
-    while (!s_interrupted)
+    while (InterruptingSignal() == 0)
     {
         const auto before = std::chrono::steady_clock::now();
-        const std::string chunk = link.Read(0.2);
+        const std::string chunk = link.Read(std::chrono::duration<double>(kPollInterval).count());
         const auto now = std::chrono::steady_clock::now();
         if (!chunk.empty())
         {
@@ -176,13 +188,15 @@ void FeedSerial(SerialLink& link, double idle, Replayer& replayer, StatusLine& s
         if (std::chrono::duration<double>(now - lastData).count() >= idle)
             break;
         // A device that went away reports nothing at once: wait out the round.
-        std::this_thread::sleep_until(before + std::chrono::milliseconds(200));
+        std::this_thread::sleep_until(before + kPollInterval);
     }
 }
 
 // The replay proper, after the options are checked: input already opened.
-int RunReplay(const Field& field, const std::string& outputDirectory, const std::string& stick,
-              const std::function<void(Replayer&, StatusLine&)>& feed)
+// Every output is prepared in full before the first replaces its previous
+// version, so a failure on the way leaves all of them as they were.
+void RunReplay(const Field& field, const std::string& outputDirectory, const std::string& stick,
+               const std::function<void(Replayer&, StatusLine&)>& feed)
 {
     const std::string directory = PrepareOutputDirectory(outputDirectory);
     const bool terminal = isatty(STDOUT_FILENO) != 0;
@@ -193,31 +207,37 @@ int RunReplay(const Field& field, const std::string& outputDirectory, const std:
     while (replayer.ProcessCompletions() > 0)
     {
         status.Update(replayer);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::this_thread::sleep_for(kDrainInterval);
     }
-    replayer.Finish();
     status.Close();
+    replayer.Finish();
 
     std::vector<std::string> outputs = {directory + kRecordFile};
+    std::unique_ptr<OutputFile> kml;
     if (replayer.Plane() != nullptr)
     {
-        WriteOutput(directory + kKmlFile, RunKML(replayer.Records(), *replayer.Line(), *replayer.Plane(), field.name));
+        kml.reset(new OutputFile(directory + kKmlFile));
+        WriteRunKML(*kml, replayer.RecordPath(), *replayer.Line(), *replayer.Plane(), field.name);
         outputs.push_back(directory + kKmlFile);
     }
+    const RecordFileContents written = ReadRecordFile(replayer.RecordPath(), [](const FixRecord&) {});
     const std::string summary = "Replay of " + (field.name.empty() ? std::string("the field") : field.name) + "\n" +
-                                replayer.Summary();
-    WriteOutput(directory + kSummaryFile, summary);
+                                replayer.Summary(written.CountsText());
+    OutputFile summaryFile(directory + kSummaryFile);
+    summaryFile.Write(summary);
     outputs.push_back(directory + kSummaryFile);
+
+    if (kml)
+        kml->Commit();
+    summaryFile.Commit();
+    replayer.CommitRecords();
     std::fputs(summary.c_str(), stdout);
-    if (replayer.RecordsFailed() > 0)
-        std::printf("  %d records could not be written\n", replayer.RecordsFailed());
     std::string names;
     for (const std::string& path : outputs)
         names += " " + Core::Utilities::GetFileName(path);
     std::printf("Outputs in %s:%s\n", directory.c_str(), names.c_str());
     if (!stick.empty())
         CopyToStick(outputs, stick, terminal);
-    return replayer.RecordsFailed() > 0 ? 1 : 0;
 }
 
 } // namespace
@@ -232,11 +252,11 @@ int Replay(const Arguments& args)
                      {"stick", true},
                      {"no-stick", false}});
     if (!options.ParseOrHelp(args, kReplayHelp))
-        return 0;
+        return kExitSuccess;
     if (options.Positional().size() > 1)
-        throw ToolError("replay reads one input file");
+        throw BadInput(options.Positional()[1], "replay reads one input file");
     if (options.Has("serial") && !options.Positional().empty())
-        throw ToolError("give either an input file or --serial, not both");
+        throw BadInput(options.Positional()[0], "give either an input file or --serial, not both");
 
     // Check every input before the first output is created.
     const Field field = FieldFrom(options);
@@ -244,24 +264,27 @@ int Replay(const Arguments& args)
     const std::string stick = StickFrom(options);
     if (options.Has("serial"))
     {
-        const double idle = options.GetDouble("idle", 10);
-        if (idle <= 0)
-            throw ToolError("--idle must be greater than 0");
-        SerialLink link(options.Get("serial", ""), options.GetInt("baud", SerialLink::kDefaultBaud));
-        return RunReplay(field, output, stick,
-                         [&](Replayer& replayer, StatusLine& status) { FeedSerial(link, idle, replayer, status); });
+        const double idle = options.GetDouble("idle", 10, kShortestIdle, kLongestIdle);
+        SerialLink link(options.Get("serial", ""), BaudFrom(options));
+        CatchInterruptions();
+        RunReplay(field, output, stick,
+                  [&](Replayer& replayer, StatusLine& status) { FeedSerial(link, idle, replayer, status); });
+        // Ctrl-C is how a serial replay is meant to end.
+        return InterruptingSignal() == SIGINT ? kExitSuccess : InterruptedStatus();
     }
     const std::string input = options.Positional().empty() ? "-" : options.Positional()[0];
     if (input != "-")
     {
         struct stat info;
         if (access(input.c_str(), R_OK) != 0 || stat(input.c_str(), &info) != 0)
-            throw ToolError("cannot read '" + input + "': " + std::strerror(errno));
+            throw BadInput(input, "cannot read the input", std::strerror(errno));
         if (S_ISDIR(info.st_mode))
-            throw ToolError("'" + input + "' is a directory, not NMEA input");
+            throw BadInput(input, "a directory, not NMEA input");
     }
-    return RunReplay(field, output, stick,
-                     [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    CatchInterruptions();
+    RunReplay(field, output, stick,
+              [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    return InterruptedStatus();
 }
 
 int Demo(const Arguments& args)
@@ -269,9 +292,9 @@ int Demo(const Arguments& args)
     Options options({{"output", true}, {"stick", true}, {"no-stick", false}});
     options.Declare(SimulationDeclarations());
     if (!options.ParseOrHelp(args, kDemoHelp))
-        return 0;
+        return kExitSuccess;
     if (!options.Positional().empty())
-        throw ToolError("demo takes no file arguments");
+        throw BadInput(options.Positional()[0], "demo takes no file arguments");
     const Field field = FieldFrom(options);
     const SimulationSettings settings = SimulationSettingsFrom(options);
     const std::string stick = StickFrom(options);
@@ -281,13 +304,21 @@ int Demo(const Arguments& args)
     std::printf("Field: %s (%zu points, working width %.2f m, %s spline)\n",
                 field.name.empty() ? "unnamed" : field.name.c_str(), field.points.size(), field.workingWidth,
                 Field::kSplineNames[field.splineType]);
-    const std::vector<Epoch> drive = SimulateDrive(field, settings);
-    WriteOutput(directory + kDriveFile, JoinEpochs(drive));
-    std::printf("Simulated %d passes: %.1f s of driving, %s\n", settings.passes,
-                drive.empty() ? 0.0 : drive.back().elapsed, (directory + kDriveFile).c_str());
+    CatchInterruptions();
+    OutputFile driveFile(directory + kDriveFile);
+    double driven = 0;
+    SimulateDrive(field, settings, [&](const Epoch& epoch) {
+        driveFile.Write(epoch.text);
+        driven = epoch.elapsed;
+        return InterruptingSignal() == 0;
+    });
+    driveFile.Commit();
+    std::printf("Simulated %d passes: %.1f s of driving, %s\n", settings.passes, driven,
+                (directory + kDriveFile).c_str());
     const std::string input = directory + kDriveFile;
-    return RunReplay(field, directory, stick,
-                     [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    RunReplay(field, directory, stick,
+              [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    return InterruptedStatus();
 }
 
 } // namespace GuidanceTool

@@ -20,6 +20,19 @@ const Core::Nmea::NmeaSentenceTypes kNotIdentified = static_cast<Core::Nmea::Nme
 // Longest text kept while waiting for a line end.
 const std::size_t kLongestLine = 1024;
 
+// Speeds of the track sentence in metres per second.
+const double kMetresPerSecondPerKmh = 1000.0 / 3600.0;
+const double kMetresPerSecondPerKnot = 1852.0 / 3600.0;
+const double kMillimetresPerMetre = 1000.0;
+
+// The track sentence's speed: in km/h when it gives one, else in knots, else none (0).
+double TrackSpeed(const Core::Nmea::UNmeaData& data)
+{
+    if (data.vtg.speedKmh >= 0)
+        return data.vtg.speedKmh * kMetresPerSecondPerKmh;
+    return data.vtg.speedKnots >= 0 ? data.vtg.speedKnots * kMetresPerSecondPerKnot : 0;
+}
+
 bool IsBlank(const std::string& line)
 {
     return line.find_first_not_of(" \t\r\n") == std::string::npos;
@@ -101,8 +114,7 @@ void Replayer::HandleLine(const std::string& line)
     {
         // The track sentence that follows a fix belongs to it.
         m_pendingHasTrack = true;
-        const double kmh = data.vtg.speedKmh;
-        m_pendingRecord.speed = kmh >= 0 ? kmh / 3.6 : (data.vtg.speedKnots >= 0 ? data.vtg.speedKnots * 1852.0 / 3600.0 : 0);
+        m_pendingRecord.speed = TrackSpeed(data);
         m_pendingRecord.heading = CourseToHeading(data.vtg.trackTrueDegrees);
         CompletePending();
     }
@@ -122,39 +134,51 @@ void Replayer::CompletePending()
     const Core::Maths::Vector2<double> position = m_plane->ToPlane(record.latitude, record.longitude);
     record.x = position.x;
     record.y = position.y;
-    record.sequence = static_cast<int>(m_records.size()) + 1;
+    record.sequence = static_cast<int>(m_recordCount) + 1;
     m_line->Measure(record);
-    if (!m_records.empty())
-        m_distance += std::hypot(record.x - m_records.back().x, record.y - m_records.back().y);
-    m_records.push_back(record);
+    if (m_recordCount > 0)
+        m_distance += std::hypot(record.x - m_latest.x, record.y - m_latest.y);
+    if (record.onLine)
+        m_crossTrack.Add(std::fabs(record.crossTrack));
+    m_latest = record;
+    ++m_recordCount;
     m_writer.Append(record);
 }
 
-CrossTrackStatistics Replayer::CrossTrack() const
+RunningCrossTrack::RunningCrossTrack() : m_histogram(kHistogramMillimetres + 1, 0) {}
+
+void RunningCrossTrack::Add(double distance)
+{
+    ++m_fixes;
+    m_sum += distance;
+    m_maximum = std::max(m_maximum, distance);
+    // A distance is counted in the bin of the millimetre it does not exceed.
+    const double millimetres = std::ceil(distance * kMillimetresPerMetre);
+    ++m_histogram[millimetres < kHistogramMillimetres ? static_cast<std::size_t>(millimetres)
+                                                      : kHistogramMillimetres];
+}
+
+CrossTrackStatistics RunningCrossTrack::Statistics() const
 {
     CrossTrackStatistics statistics;
-    std::vector<double> distances;
-    for (const FixRecord& record : m_records)
-        if (record.onLine)
-            distances.push_back(std::fabs(record.crossTrack));
-    if (distances.empty())
+    if (m_fixes == 0)
         return statistics;
-    std::sort(distances.begin(), distances.end());
-    statistics.fixes = static_cast<long>(distances.size());
-    double sum = 0;
-    for (const double d : distances)
-        sum += d;
-    statistics.mean = sum / distances.size();
-    const std::size_t rank = static_cast<std::size_t>(std::ceil(0.95 * distances.size()));
-    statistics.percentile95 = distances[rank - 1];
-    statistics.maximum = distances.back();
+    statistics.fixes = m_fixes;
+    statistics.mean = m_sum / m_fixes;
+    statistics.maximum = m_maximum;
+    const long rank = static_cast<long>(std::ceil(0.95 * m_fixes));
+    long seen = 0;
+    std::size_t bin = 0;
+    while (bin < m_histogram.size() && (seen += m_histogram[bin]) < rank)
+        ++bin;
+    statistics.percentile95 = std::min(m_maximum, bin / kMillimetresPerMetre);
     return statistics;
 }
 
-std::string Replayer::Summary() const
+std::string Replayer::Summary(const std::string& recordsLine) const
 {
     const CrossTrackStatistics xte = CrossTrack();
-    char text[1024];
+    char text[2048];
     std::snprintf(text, sizeof text,
                   "  sentences read          %10ld\n"
                   "  decoded                 %10ld\n"
@@ -162,12 +186,13 @@ std::string Replayer::Summary() const
                   "  malformed               %10ld\n"
                   "  unsupported             %10ld\n"
                   "  fixes recorded          %10d\n"
+                  "  record file             %s\n"
                   "  cross-track mean        %10.3f m\n"
                   "  cross-track 95th pct    %10.3f m\n"
                   "  cross-track maximum     %10.3f m\n"
                   "  distance driven         %10.1f m\n",
                   m_counts.read, m_counts.decoded, m_counts.checksum, m_counts.malformed, m_counts.unsupported,
-                  m_writer.Written(), xte.mean, xte.percentile95, xte.maximum, m_distance);
+                  m_writer.Written(), recordsLine.c_str(), xte.mean, xte.percentile95, xte.maximum, m_distance);
     return text;
 }
 

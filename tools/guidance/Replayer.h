@@ -1,7 +1,9 @@
 // The replay of one run of NMEA input: splits the input into sentences,
 // decodes them, turns each fix into a record measured against the guidance
 // line (in a plane around the first fix), records it through a RecordWriter,
-// and keeps the counts and cross-track statistics of the summary.
+// and keeps the counts and cross-track statistics of the summary. Memory stays
+// bounded however long the input: records go to the file, not into memory,
+// and the statistics are kept running.
 // Not thread-safe: belongs to the main thread.
 #ifndef GUIDANCE_REPLAYER_H
 #define GUIDANCE_REPLAYER_H
@@ -33,8 +35,27 @@ struct CrossTrackStatistics
 {
     long fixes = 0;
     double mean = 0;         // of the absolute distance
-    double percentile95 = 0; // nearest-rank 95th percentile of the absolute distance
+    double percentile95 = 0; // nearest-rank 95th percentile of the absolute distance, to the millimetre
     double maximum = 0;
+};
+
+// The statistics above kept running: a sum, a maximum and a histogram of
+// millimetre bins, so memory is fixed whatever the number of fixes.
+class RunningCrossTrack
+{
+public:
+    RunningCrossTrack();
+    void Add(double distance);
+    CrossTrackStatistics Statistics() const;
+
+private:
+    // Bins of one millimetre up to this distance; beyond it the maximum is used.
+    static const int kHistogramMillimetres = 100000;
+
+    long m_fixes = 0;
+    double m_sum = 0;
+    double m_maximum = 0;
+    std::vector<unsigned int> m_histogram;
 };
 
 class Replayer
@@ -48,33 +69,37 @@ public:
 
     // Takes the next piece of input; complete lines are handled at once.
     void Feed(const std::string& chunk);
-    // Ends the input (a last line without a line end counts), writes every
-    // record and renames the record file into place.
+    // Ends the input (a last line without a line end counts) and writes every
+    // record. Throws ToolError when a record could not be written.
     void Finish();
+    // Renames the record file into place (RecordWriter::Commit()).
+    void CommitRecords() { m_writer.Commit(); }
+    // The file the records are written to until CommitRecords().
+    const std::string& RecordPath() const { return m_writer.PartialPath(); }
 
     // Runs the completions of the records written so far and returns how many
     // are still waiting for the medium.
     int ProcessCompletions();
 
     const ReplayCounts& Counts() const { return m_counts; }
-    // The records made so far, in order.
-    const std::vector<FixRecord>& Records() const { return m_records; }
+    // Records made so far.
+    long RecordCount() const { return m_recordCount; }
     // Records that reached the file (complete only after Finish()).
     int RecordsWritten() const { return m_writer.Written(); }
-    int RecordsFailed() const { return m_writer.Failed(); }
-    CrossTrackStatistics CrossTrack() const;
+    CrossTrackStatistics CrossTrack() const { return m_crossTrack.Statistics(); }
     // Distance between successive fixes, summed, metres.
     double DistanceDriven() const { return m_distance; }
     // The latest record, for a status display; null before the first fix.
-    const FixRecord* Latest() const { return m_records.empty() ? nullptr : &m_records.back(); }
+    const FixRecord* Latest() const { return m_recordCount == 0 ? nullptr : &m_latest; }
 
     // The plane and line of the run; null before the first fix.
     const LocalPlane* Plane() const { return m_plane.get(); }
     GuidanceLine* Line() { return m_line.get(); }
     const Field& GetField() const { return m_field; }
 
-    // The summary table.
-    std::string Summary() const;
+    // The summary table; recordsLine is the line that says what the record
+    // file holds.
+    std::string Summary(const std::string& recordsLine) const;
 
 private:
     // Decodes one line and acts on it.
@@ -91,7 +116,9 @@ private:
     bool m_pending = false;
     bool m_pendingHasTrack = false;
     FixRecord m_pendingRecord;
-    std::vector<FixRecord> m_records;
+    FixRecord m_latest;
+    long m_recordCount = 0;
+    RunningCrossTrack m_crossTrack;
     double m_distance = 0;
 };
 

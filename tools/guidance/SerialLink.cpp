@@ -33,36 +33,39 @@ SerialLink::SerialLink(const std::string& device, int baud)
     : m_device(device), m_port(device, baud, Core::Time(0, 100000))
 {
     if (!IsSupportedBaud(baud))
-        throw ToolError("unsupported baud rate " + std::to_string(baud) +
-                        " (use 4800, 9600, 19200, 38400, 57600, 115200, ...)");
+        throw BadInput("--baud " + std::to_string(baud), "unsupported baud rate",
+                       "use 4800, 9600, 19200, 38400, 57600, 115200, ...");
     // Check the device first: the port's own open failure prints a bare
     // system message, and this one says which device failed.
     const int probe = open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
     if (probe < 0)
-        throw ToolError("cannot open serial device '" + device + "': " + std::strerror(errno));
+        throw BadInput(device, "cannot open the serial device", std::strerror(errno));
     const bool terminal = isatty(probe) != 0;
     close(probe);
     if (!terminal)
-        throw ToolError("'" + device + "' is not a serial device (cannot configure it)");
+        throw BadInput(device, "not a serial device", "cannot configure it");
     if (!m_port.Open() || m_port.SetPortOptions() != 0)
-        throw ToolError("cannot configure serial device '" + device + "'");
+        throw IoFailure(device, "cannot configure the serial device", errno != 0 ? errno : EIO);
 }
 
-void SerialLink::SendPaced(const std::vector<Epoch>& epochs, double speedup)
+void SerialLink::SendAt(const Epoch& epoch, std::chrono::steady_clock::time_point start, double speedup)
 {
-    const auto start = std::chrono::steady_clock::now();
-    for (const Epoch& epoch : epochs)
+    std::this_thread::sleep_until(start + std::chrono::duration<double>(epoch.elapsed / speedup));
+    std::size_t sent = 0;
+    while (sent < epoch.text.size())
     {
-        std::this_thread::sleep_until(start + std::chrono::duration<double>(epoch.elapsed / speedup));
-        std::size_t sent = 0;
-        while (sent < epoch.text.size())
-        {
-            const int written = m_port.Write(epoch.text.substr(sent));
-            if (written <= 0)
-                throw ToolError("cannot write to serial device '" + m_device + "'");
-            sent += static_cast<std::size_t>(written);
-        }
+        errno = 0;
+        const int written = m_port.Write(epoch.text.substr(sent));
+        if (written <= 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            throw IoFailure(m_device, "write failed", errno != 0 ? errno : EIO);
+        sent += static_cast<std::size_t>(written);
     }
+}
+
+void SerialLink::Drain()
+{
     m_port.FlushTransmitBuffer();
 }
 

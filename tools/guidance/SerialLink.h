@@ -8,6 +8,7 @@
 #include "IO/Serial.h"
 #include "Simulator.h"
 
+#include <chrono>
 #include <string>
 
 namespace GuidanceTool
@@ -24,10 +25,11 @@ public:
     SerialLink(const SerialLink&) = delete;
     SerialLink& operator=(const SerialLink&) = delete;
 
-    // Sends each epoch at its time (divided by speedup) after the first, then
-    // waits until everything has been transmitted. Throws ToolError when a
-    // write fails.
-    void SendPaced(const std::vector<Epoch>& epochs, double speedup);
+    // Sends the epoch at its time (divided by speedup) after start. Throws
+    // ToolError when a write fails.
+    void SendAt(const Epoch& epoch, std::chrono::steady_clock::time_point start, double speedup);
+    // Waits until everything sent has been transmitted.
+    void Drain();
 
     // What arrives within timeoutSeconds (at most 4096 bytes); empty on time-out.
     std::string Read(double timeoutSeconds);

@@ -1,10 +1,14 @@
 // `guidance simulate`: writes a simulated drive as NMEA to a file, to standard
 // output, or to a serial device in real time.
+#include "Interruption.h"
 #include "Options.h"
+#include "OutputFile.h"
 #include "SerialLink.h"
 #include "Simulator.h"
 #include "Tool.h"
 
+#include <chrono>
+#include <climits>
 #include <cstdio>
 
 namespace GuidanceTool
@@ -18,17 +22,25 @@ const char kHelp[] =
     "  Writes a drive over the field as NMEA sentences (GGA and VTG at 10 Hz, GSA each\n"
     "  second): the guidance line and its passes to the right, with headland turns,\n"
     "  positioning noise, fix-quality changes, dropouts and some damaged sentences.\n"
+    "  An existing output file is replaced only once the drive is complete (a symbolic\n"
+    "  link's target is replaced; a device or FIFO is written in place). Interrupted,\n"
+    "  the output holds the drive up to the interruption.\n"
     "\n"
     "  --field FILE      field file (default: the built-in sample field)\n"
     "  --output FILE     write to FILE, '-' for standard output (the default)\n"
     "  --serial DEVICE   send to a serial device in real time instead\n"
     "  --baud RATE       serial speed (default 115200)\n"
-    "  --speedup N       send N times faster than real time (default 1)\n"
-    "  --passes N        number of passes (default 4)\n"
-    "  --speed M         speed along the passes, metres per second (default 4)\n"
+    "  --speedup N       send N times faster than real time, 0.01 to 1000 (default 1)\n"
+    "  --passes N        number of passes, 1 to 1000 (default 4)\n"
+    "  --speed M         speed along the passes, 0.1 to 50 metres per second (default 4)\n"
     "  --damaged SHARE   share of damaged sentences, 0 to 1 (default 0.005)\n"
     "  --steady          no fix-quality changes and no dropouts\n"
-    "  --seed N          random seed (default 1)\n";
+    "  --seed N          random seed, 0 to 2147483647 (default 1)\n"
+    "  A field file holds 2 to 1000 points within 20 km of the first, and a working\n"
+    "  width of 0.5 to 1000 m.\n";
+
+const double kFastestSpeedup = 1000;
+const double kSlowestSpeedup = 0.01;
 
 } // namespace
 
@@ -40,18 +52,17 @@ std::vector<Options::Declaration> SimulationDeclarations()
 SimulationSettings SimulationSettingsFrom(const Options& options)
 {
     SimulationSettings settings;
-    settings.passes = options.GetInt("passes", settings.passes);
-    settings.speed = options.GetDouble("speed", settings.speed);
-    settings.damagedShare = options.GetDouble("damaged", settings.damagedShare);
+    settings.passes = options.GetInt("passes", settings.passes, 1, 1000);
+    settings.speed = options.GetDouble("speed", settings.speed, 0.1, 50);
+    settings.damagedShare = options.GetDouble("damaged", settings.damagedShare, 0, 1);
     settings.disturbances = !options.Has("steady");
-    settings.seed = static_cast<unsigned int>(options.GetInt("seed", static_cast<int>(settings.seed)));
-    if (settings.passes < 1 || settings.passes > 1000)
-        throw ToolError("--passes must be between 1 and 1000");
-    if (settings.speed < 0.1 || settings.speed > 50)
-        throw ToolError("--speed must be between 0.1 and 50 metres per second");
-    if (settings.damagedShare < 0 || settings.damagedShare > 1)
-        throw ToolError("--damaged must be between 0 and 1");
+    settings.seed = static_cast<unsigned int>(options.GetInt("seed", static_cast<int>(settings.seed), 0, INT_MAX));
     return settings;
+}
+
+int BaudFrom(const Options& options)
+{
+    return options.GetInt("baud", SerialLink::kDefaultBaud, 0, INT_MAX);
 }
 
 Field FieldFrom(const Options& options)
@@ -64,25 +75,36 @@ int Simulate(const Arguments& args)
     Options options({{"output", true}, {"serial", true}, {"baud", true}, {"speedup", true}});
     options.Declare(SimulationDeclarations());
     if (!options.ParseOrHelp(args, kHelp))
-        return 0;
+        return kExitSuccess;
     if (!options.Positional().empty())
-        throw ToolError("simulate takes no file arguments (use --output)");
+        throw BadInput(options.Positional()[0], "simulate takes no file arguments", "use --output");
     if (options.Has("serial") && options.Has("output"))
-        throw ToolError("give either --output or --serial, not both");
+        throw BadInput("--serial", "give either --output or --serial, not both");
 
     const Field field = FieldFrom(options);
     const SimulationSettings settings = SimulationSettingsFrom(options);
+    CatchInterruptions();
     if (options.Has("serial"))
     {
-        const double speedup = options.GetDouble("speedup", 1);
-        if (speedup <= 0)
-            throw ToolError("--speedup must be greater than 0");
-        SerialLink link(options.Get("serial", ""), options.GetInt("baud", SerialLink::kDefaultBaud));
-        link.SendPaced(SimulateDrive(field, settings), speedup);
-        return 0;
+        const double speedup = options.GetDouble("speedup", 1, kSlowestSpeedup, kFastestSpeedup);
+        SerialLink link(options.Get("serial", ""), BaudFrom(options));
+        const auto start = std::chrono::steady_clock::now();
+        SimulateDrive(field, settings, [&](const Epoch& epoch) {
+            link.SendAt(epoch, start, speedup);
+            return InterruptingSignal() == 0;
+        });
+        link.Drain();
+        return InterruptedStatus();
     }
-    WriteOutput(options.Get("output", "-"), JoinEpochs(SimulateDrive(field, settings)));
-    return 0;
+    OutputFile output(options.Get("output", "-"));
+    bool wanted = true;
+    SimulateDrive(field, settings, [&](const Epoch& epoch) {
+        wanted = output.Write(epoch.text);
+        return wanted && InterruptingSignal() == 0;
+    });
+    if (wanted)
+        output.Commit();
+    return InterruptedStatus();
 }
 
 } // namespace GuidanceTool

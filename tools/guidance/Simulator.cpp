@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 namespace GuidanceTool
 {
@@ -17,6 +18,7 @@ namespace
 typedef Core::Maths::Vector2<double> Point;
 
 const double kEpochSeconds = 0.1;
+const long kEpochsPerSecond = 10;
 // Catmull-Rom pieces per span of the guidance line.
 const int kCurveSteps = 10;
 // Straight run beyond each end of a pass before and after the headland turn.
@@ -108,26 +110,46 @@ void AppendTurn(std::vector<PathPoint>& path, const Point& end, const Point& out
     }
 }
 
-// The whole drive in the field's plane.
-std::vector<PathPoint> DrivePath(const std::vector<Point>& centreline, const SimulationSettings& settings,
-                                 double width)
+// The drive pass by pass, so that only one pass is ever held: each piece
+// starts at the point where the previous one ended (the start of the drive
+// for the first), then runs the headland turn and the pass.
+class DrivePath
 {
-    std::vector<PathPoint> path;
-    std::vector<Point> previous;
-    for (int pass = 0; pass < settings.passes; ++pass)
+public:
+    DrivePath(const std::vector<Point>& centreline, const SimulationSettings& settings, double width)
+        : m_centreline(centreline), m_settings(settings), m_width(width)
     {
-        std::vector<Point> line = OffsetToRight(centreline, pass * width);
-        if (pass % 2 == 1)
-            std::reverse(line.begin(), line.end());
-        if (!previous.empty())
-            AppendTurn(path, previous.back(), previous.back() - previous[previous.size() - 2], line.front(),
-                       line[1] - line.front(), settings.turnSpeed);
-        for (const Point& p : line)
-            path.push_back(PathPoint{p, settings.speed});
-        previous = line;
     }
-    return path;
-}
+
+    // The next piece; false after the last pass.
+    bool Next(std::vector<PathPoint>& piece)
+    {
+        if (m_pass == m_settings.passes)
+            return false;
+        std::vector<Point> line = OffsetToRight(m_centreline, m_pass * m_width);
+        if (m_pass % 2 == 1)
+            std::reverse(line.begin(), line.end());
+        piece.clear();
+        if (!m_previous.empty())
+        {
+            piece.push_back(PathPoint{m_previous.back(), m_settings.speed});
+            AppendTurn(piece, m_previous.back(), m_previous.back() - m_previous[m_previous.size() - 2],
+                       line.front(), line[1] - line.front(), m_settings.turnSpeed);
+        }
+        for (const Point& p : line)
+            piece.push_back(PathPoint{p, m_settings.speed});
+        m_previous = std::move(line);
+        ++m_pass;
+        return true;
+    }
+
+private:
+    const std::vector<Point>& m_centreline;
+    const SimulationSettings& m_settings;
+    double m_width;
+    int m_pass = 0;
+    std::vector<Point> m_previous;
+};
 
 // The receiver's state beyond the true position: fix quality and dropouts,
 // changed at random moments.
@@ -190,66 +212,71 @@ std::string MaybeDamage(const std::string& sentence, double share, Core::Random&
 
 } // namespace
 
-std::vector<Epoch> SimulateDrive(const Field& field, const SimulationSettings& settings)
+void SimulateDrive(const Field& field, const SimulationSettings& settings,
+                   const std::function<bool(const Epoch&)>& each)
 {
     const LocalPlane plane(field.points.front().latitude, field.points.front().longitude);
     std::vector<Point> points;
     for (const GeoPoint& p : field.points)
         points.push_back(plane.ToPlane(p.latitude, p.longitude));
-    const std::vector<PathPoint> path =
-        DrivePath(Centreline(points, field.splineType != 0), settings, field.workingWidth);
+    const std::vector<Point> centreline = Centreline(points, field.splineType != 0);
+    DrivePath drive(centreline, settings, field.workingWidth);
 
     Core::Random random(settings.seed);
     Receiver receiver(random, settings.disturbances);
-    std::vector<Epoch> epochs;
-    std::size_t segment = 0;
+    std::vector<PathPoint> path;
+    long epoch = 0;
     double along = 0; // distance driven into the current segment
-    for (long epoch = 0; segment + 1 < path.size(); ++epoch)
-    {
-        const Point from = path[segment].position;
-        const Point direction = path[segment + 1].position - from;
-        const double length = direction.Length();
-        const double t = length > 0 ? along / length : 0;
-        const Point truth = from + direction * t;
-
-        Epoch out{epoch * kEpochSeconds, ""};
-        if (receiver.Step())
+    while (drive.Next(path))
+        for (std::size_t segment = 0; segment + 1 < path.size(); ++epoch)
         {
-            const double sigma = receiver.Sigma();
-            const Point measured = truth + Point(random.RandNorm(0, sigma), random.RandNorm(0, sigma));
-            FixReport fix;
-            fix.timeOfDay = settings.startTime + out.elapsed;
-            plane.ToGeodetic(measured, fix.latitude, fix.longitude);
-            fix.fixQuality = receiver.Quality();
-            fix.satellites = receiver.Satellites();
-            fix.hdop = receiver.Hdop();
-            fix.altitude = 72.0 + random.RandNorm(0, sigma * 2);
-            fix.geoidSeparation = 47.0;
-            fix.courseDegrees = HeadingToCourse(std::atan2(direction.y, direction.x) + random.RandNorm(0, 0.005));
-            fix.speedMetres = std::fabs(path[segment].speed + random.RandNorm(0, 0.02));
-            out.text += MaybeDamage(GgaSentence(fix), settings.damagedShare, random);
-            out.text += MaybeDamage(VtgSentence(fix), settings.damagedShare, random);
-            if (epoch % 10 == 0)
-                out.text += MaybeDamage(GsaSentence(fix.satellites, fix.hdop), settings.damagedShare, random);
-        }
-        epochs.push_back(out);
+            const Point from = path[segment].position;
+            const Point direction = path[segment + 1].position - from;
+            const double length = direction.Length();
+            const double t = length > 0 ? along / length : 0;
+            const Point truth = from + direction * t;
 
-        // Move on by one epoch's distance, across as many path points as it takes.
-        along += path[segment].speed * kEpochSeconds;
-        while (segment + 1 < path.size() && along >= (path[segment + 1].position - path[segment].position).Length())
-        {
-            along -= (path[segment + 1].position - path[segment].position).Length();
-            ++segment;
+            Epoch out{epoch * kEpochSeconds, ""};
+            if (receiver.Step())
+            {
+                const double sigma = receiver.Sigma();
+                const Point measured = truth + Point(random.RandNorm(0, sigma), random.RandNorm(0, sigma));
+                FixReport fix;
+                fix.timeOfDay = settings.startTime + out.elapsed;
+                plane.ToGeodetic(measured, fix.latitude, fix.longitude);
+                fix.fixQuality = receiver.Quality();
+                fix.satellites = receiver.Satellites();
+                fix.hdop = receiver.Hdop();
+                fix.altitude = 72.0 + random.RandNorm(0, sigma * 2);
+                fix.geoidSeparation = 47.0;
+                fix.courseDegrees = HeadingToCourse(std::atan2(direction.y, direction.x) + random.RandNorm(0, 0.005));
+                fix.speedMetres = std::fabs(path[segment].speed + random.RandNorm(0, 0.02));
+                out.text += MaybeDamage(GgaSentence(fix), settings.damagedShare, random);
+                out.text += MaybeDamage(VtgSentence(fix), settings.damagedShare, random);
+                if (epoch % kEpochsPerSecond == 0)
+                    out.text += MaybeDamage(GsaSentence(fix.satellites, fix.hdop), settings.damagedShare, random);
+            }
+            if (!each(out))
+                return;
+
+            // Move on by one epoch's distance, across as many path points as it takes.
+            along += path[segment].speed * kEpochSeconds;
+            while (segment + 1 < path.size() &&
+                   along >= (path[segment + 1].position - path[segment].position).Length())
+            {
+                along -= (path[segment + 1].position - path[segment].position).Length();
+                ++segment;
+            }
         }
-    }
-    return epochs;
 }
 
-std::string JoinEpochs(const std::vector<Epoch>& epochs)
+std::string DriveText(const Field& field, const SimulationSettings& settings)
 {
     std::string text;
-    for (const Epoch& epoch : epochs)
+    SimulateDrive(field, settings, [&text](const Epoch& epoch) {
         text += epoch.text;
+        return true;
+    });
     return text;
 }
 

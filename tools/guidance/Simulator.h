@@ -11,8 +11,8 @@
 
 #include "Field.h"
 
+#include <functional>
 #include <string>
-#include <vector>
 
 namespace GuidanceTool
 {
@@ -35,11 +35,14 @@ struct Epoch
     std::string text;
 };
 
-// The whole drive, epoch by epoch. Deterministic for given field and settings.
-std::vector<Epoch> SimulateDrive(const Field& field, const SimulationSettings& settings);
+// Hands the drive to each, epoch by epoch, until the drive ends or each
+// returns false; only one pass is held at a time, so memory does not grow with
+// the drive. Deterministic for given field and settings.
+void SimulateDrive(const Field& field, const SimulationSettings& settings,
+                   const std::function<bool(const Epoch&)>& each);
 
-// The epochs' text concatenated.
-std::string JoinEpochs(const std::vector<Epoch>& epochs);
+// The whole drive's text, for drives known to be short.
+std::string DriveText(const Field& field, const SimulationSettings& settings);
 
 } // namespace GuidanceTool
 

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 namespace GuidanceTool
 {
@@ -35,53 +36,66 @@ std::string VersionText()
            Core::Utilities::GetSoftwareVersion() + ")";
 }
 
-void WriteOutput(const std::string& path, const std::string& contents)
+namespace
 {
-    if (path == "-")
+
+int RunCommand(const std::string& command, const Arguments& args)
+{
+    if (command == "--help" || command == "-h" || command == "help")
     {
-        const bool written = std::fwrite(contents.data(), 1, contents.size(), stdout) == contents.size();
-        if ((!written || std::fflush(stdout) != 0) && errno != EPIPE)
-            throw ToolError("cannot write to standard output");
-        return;
+        std::fputs(kUsage, stdout);
+        std::fputs(kExitStatusHelp, stdout);
+        return kExitSuccess;
     }
-    if (!Core::Utilities::WriteFile(path, contents))
-        throw ToolError("cannot write '" + path + "'");
-    Core::Utilities::SyncParentDir(path);
+    if (command == "--version")
+    {
+        std::printf("%s\n", VersionText().c_str());
+        return kExitSuccess;
+    }
+    if (command == "simulate")
+        return Simulate(args);
+    if (command == "replay")
+        return Replay(args);
+    if (command == "dump")
+        return Dump(args);
+    if (command == "info")
+        return Info(args);
+    if (command == "demo")
+        return Demo(args);
+    throw BadInput(command, "unknown command", "try 'guidance --help'");
 }
+
+// Whether everything printed reached standard output. A reader that closed
+// its end early (`guidance simulate | head`) wanted no more: not a failure.
+void CheckStandardOutput()
+{
+    errno = 0;
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout) != 0) && errno != EPIPE)
+        throw IoFailure("standard output", "write failed", errno != 0 ? errno : EIO);
+}
+
+} // namespace
 
 int RunTool(int argc, char** argv)
 {
     const std::string command = argc > 1 ? argv[1] : "demo";
     const Arguments args(argv + (argc > 1 ? 2 : 1), argv + argc);
+    SetCommandName(command);
     try
     {
-        if (command == "--help" || command == "-h" || command == "help")
-        {
-            std::fputs(kUsage, stdout);
-            return 0;
-        }
-        if (command == "--version")
-        {
-            std::printf("%s\n", VersionText().c_str());
-            return 0;
-        }
-        if (command == "simulate")
-            return Simulate(args);
-        if (command == "replay")
-            return Replay(args);
-        if (command == "dump")
-            return Dump(args);
-        if (command == "info")
-            return Info(args);
-        if (command == "demo")
-            return Demo(args);
-        throw ToolError("unknown command '" + command + "' (try 'guidance --help')");
+        const int status = RunCommand(command, args);
+        CheckStandardOutput();
+        return status;
     }
     catch (const ToolError& error)
     {
-        std::fflush(stdout);
-        std::fprintf(stderr, "guidance: %s\n", error.what());
-        return 2;
+        PrintMessage(error.what());
+        return error.Status();
+    }
+    catch (const std::bad_alloc&)
+    {
+        PrintMessage("out of memory");
+        return kExitIoFailure;
     }
 }
 

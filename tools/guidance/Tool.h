@@ -1,7 +1,7 @@
 // The guidance tool's commands. Each takes the words after its name, prints
-// its results on standard output, and returns the exit status; bad input
-// throws ToolError, which RunTool turns into one message on standard error and
-// status 2.
+// its results on standard output, and returns the exit status (ToolError.h);
+// a failure throws ToolError, which RunTool turns into one message on standard
+// error and the error's status.
 // Not thread-safe: commands run on the main thread.
 #ifndef GUIDANCE_TOOL_H
 #define GUIDANCE_TOOL_H
@@ -18,7 +18,8 @@ namespace GuidanceTool
 
 typedef std::vector<std::string> Arguments;
 
-// The whole program: dispatches on the first word. Returns the exit status.
+// The whole program: dispatches on the first word, then checks that standard
+// output was written. Returns the exit status.
 int RunTool(int argc, char** argv);
 
 int Simulate(const Arguments& args);
@@ -34,12 +35,10 @@ std::string VersionText();
 Field FieldFrom(const Options& options);
 // The declarations of the options FieldFrom and SimulationSettingsFrom read.
 std::vector<Options::Declaration> SimulationDeclarations();
+// The serial speed chosen by --baud.
+int BaudFrom(const Options& options);
 // The simulation options (--passes, --speed, --damaged, --steady, --seed).
 SimulationSettings SimulationSettingsFrom(const Options& options);
-
-// Replaces path with contents through a temporary file and a rename, then syncs
-// the directory; "-" writes to standard output. Throws ToolError on failure.
-void WriteOutput(const std::string& path, const std::string& contents);
 
 } // namespace GuidanceTool
 

@@ -1,8 +1,10 @@
 #include "Formats/AppendOnlyFile.h"
 
 #include "IO/Checksums.h"
+#include "Utilities/FileLayer.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -155,16 +157,27 @@ bool AppendOnlyFile::Open(const std::string& path)
 {
     if (m_fd >= 0)
         Close();
-    m_fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND, 0666);
+    m_fd = Utilities::Files().Open(path.c_str(), O_RDWR | O_CREAT | O_APPEND, 0666);
     DropReadBuffer();
-    return m_fd >= 0;
+    if (m_fd < 0)
+        return false;
+    // A block is durable only once the file's directory entry is: sync the
+    // directory of a file that holds nothing yet (new, or created by an open
+    // whose directory sync failed) before any block is acknowledged.
+    struct stat status;
+    if (::fstat(m_fd, &status) == 0 && status.st_size == 0 && !Utilities::SyncDirectoryOf(path))
+    {
+        Close();
+        return false;
+    }
+    return true;
 }
 
 void AppendOnlyFile::Close()
 {
     if (m_fd >= 0)
     {
-        ::close(m_fd);
+        Utilities::Files().Close(m_fd);
         m_fd = -1;
     }
     DropReadBuffer();
@@ -250,7 +263,7 @@ int AppendOnlyFile::Write(const unsigned char* data, int length)
     int total = 0;
     while (total < length)
     {
-        const ssize_t count = ::write(m_fd, data + total, static_cast<std::size_t>(length - total));
+        const ssize_t count = Utilities::Files().Write(m_fd, data + total, static_cast<std::size_t>(length - total));
         if (count <= 0)
             break;
         total += static_cast<int>(count);
@@ -289,7 +302,7 @@ bool AppendOnlyFile::Flush()
 {
     if (m_fd < 0)
         return false;
-    return ::fsync(m_fd) == 0;
+    return Utilities::Files().Sync(m_fd) == 0;
 }
 
 } // namespace Core

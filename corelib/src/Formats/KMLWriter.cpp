@@ -1,11 +1,13 @@
 #include "Formats/KMLWriter.h"
 
 #include "Maths/Maths.h"
+#include "Utilities/FileLayer.h"
 #include "Utilities/StringUtilities.h"
 #include "Utilities/UTF8.h"
 
 #include <algorithm>
 #include <cstring>
+#include <sys/stat.h>
 
 namespace Core
 {
@@ -31,6 +33,12 @@ const char* const kPolygonAbsolute = "<Polygon><extrude>0</extrude><altitudeMode
 const char* const kPolygonGround = "<Polygon><extrude>0</extrude><altitudeMode>clampToGround</altitudeMode>"
                                    "<outerBoundaryIs><LinearRing><coordinates>";
 const char* const kPolygonEnd = "</coordinates></LinearRing></outerBoundaryIs></Polygon></Placemark>";
+
+// The document replaces its file in one synced step at Close().
+const Utilities::ReplacementOptions kFileReplacement = {".XXXXXX", true, true, true, false};
+
+// Buffered bytes beyond this go out to the file at once.
+constexpr std::size_t kFileBufferSize = 64 * 1024;
 
 // A coordinate line never comes near this size; longer text would be cut.
 constexpr std::size_t kLineBufferSize = 4096;
@@ -58,9 +66,7 @@ std::vector<std::size_t> StripRing(std::size_t count)
 
 } // namespace
 
-KMLWriter::KMLWriter() : m_file(nullptr)
-{
-}
+KMLWriter::KMLWriter() = default;
 
 KMLWriter::~KMLWriter()
 {
@@ -78,7 +84,12 @@ bool KMLWriter::Open(const std::string& path)
 {
     m_output.clear();
     Close();
-    m_file = std::fopen(path.c_str(), "wb");
+    // A directory cannot be opened as the document's file.
+    struct stat status;
+    const bool directory = ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    m_file.reset(new Utilities::FileReplacement(path, kFileReplacement));
+    if (directory || !m_file->Begin())
+        m_file.reset();
     WriteHeader();
     return m_file != nullptr;
 }
@@ -88,8 +99,11 @@ void KMLWriter::Close()
     WriteFooter();
     if (m_file != nullptr)
     {
-        std::fclose(m_file);
-        m_file = nullptr;
+        FlushFileBuffer();
+        // A document that could not be written completely never replaces the
+        // file: the failed commit leaves the temporary file to the reset.
+        m_file->Commit();
+        m_file.reset();
     }
     m_openStyle.clear();
 }
@@ -206,10 +220,21 @@ void KMLWriter::Output(const std::string& text)
 
 void KMLWriter::Output(const char* text, std::size_t length)
 {
-    if (m_file != nullptr)
-        std::fwrite(text, 1, length, m_file);
-    else
+    if (m_file == nullptr)
+    {
         m_output.append(text, length);
+        return;
+    }
+    m_fileBuffer.append(text, length);
+    if (m_fileBuffer.size() >= kFileBufferSize)
+        FlushFileBuffer();
+}
+
+void KMLWriter::FlushFileBuffer()
+{
+    // Write errors are not reported here: Close() drops a failed document.
+    m_file->Write(m_fileBuffer.data(), m_fileBuffer.size());
+    m_fileBuffer.clear();
 }
 
 void KMLWriter::Output(const Maths::Vector3<double>& point)

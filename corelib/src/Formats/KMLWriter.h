@@ -9,12 +9,17 @@
 #include "Maths/Vector.h"
 
 #include <cstddef>
-#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace Core
 {
+
+namespace Utilities
+{
+class FileReplacement;
+}
 
 class KMLWriter
 {
@@ -28,11 +33,15 @@ public:
 
     // Closes any previous document, then starts a new one in memory.
     void Open();
-    // Closes any previous document, then starts a new one in the file at path
-    // (created or truncated). Returns false when the file cannot be opened;
-    // the document is then written into memory instead.
+    // Closes any previous document, then starts a new one for the file at
+    // path. The document goes to a temporary file beside it and replaces the
+    // file at Close(), synced, so path holds the old file or the complete new
+    // document (a device or FIFO is written in place; a link's target is
+    // replaced). Returns false when the file cannot be created; the document
+    // is then written into memory instead.
     bool Open(const std::string& path);
-    // Writes the document's end and closes the file. An in-memory document
+    // Writes the document's end and puts the file in place; after a failed
+    // write the old file stays and the new document is dropped. An in-memory document
     // gets its end appended again at every Close() (the destructor's too);
     // read it with AsString() after the first.
     void Close();
@@ -85,13 +94,18 @@ public:
     void WriteFooter();
 
 private:
-    std::FILE* m_file;
+    // The file being replaced; null when writing to memory.
+    std::unique_ptr<Utilities::FileReplacement> m_file;
+    // Bytes for the file not yet written to it: small pieces go out in large writes.
+    std::string m_fileBuffer;
     std::string m_output;
     std::string m_style;
     std::string m_openStyle;
 
     // Writes length bytes at text.
     void Output(const char* text, std::size_t length);
+    // Writes the buffered bytes to the file.
+    void FlushFileBuffer();
     // Makes the Style element of this id the open one.
     void OpenStyle(const std::string& id);
     // A whole placemark: head, geometry start, coordinates in the order given

@@ -1,5 +1,6 @@
 #include "IO/XML.h"
 
+#include "Utilities/FileLayer.h"
 #include "Utilities/FileUtilities.h"
 #include "Utilities/StringUtilities.h"
 
@@ -11,7 +12,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
 #include <memory>
 #include <new>
 #include <sys/mman.h>
@@ -648,24 +648,11 @@ std::string XMLDocument::GetXML() const
 
 bool XMLDocument::WriteXML(const std::string& path) const
 {
-    std::string temporary = path + ".XXXXXX";
-    const int fd = ::mkstemp(&temporary[0]);
-    {
-        // A failed open leaves the stream failed and the writes do nothing;
-        // the rename below then reports the failure.
-        std::ofstream out(temporary, std::ios::out | std::ios::trunc | std::ios::binary);
-        out << GetXML();
-    }
-    if (fd >= 0)
-    {
-        ::fsync(fd);
-        ::close(fd);
-    }
-    if (::rename(temporary.c_str(), path.c_str()) != 0)
-    {
-        ::unlink(temporary.c_str());
+    // Only the rename is reported: a failed write or sync still renames what
+    // reached the temporary file into place.
+    static const Utilities::ReplacementOptions kOptions = {".XXXXXX", true, false, true, true};
+    if (!Utilities::ReplaceFile(path, GetXML(), kOptions))
         return false;
-    }
     Utilities::SyncParentDir(path);
     return true;
 }

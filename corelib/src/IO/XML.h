@@ -187,7 +187,10 @@ public:
     std::string GetXML() const;
     // Writes GetXML()'s text to a temporary file beside path, syncs it and
     // renames it over path, so path is either the old file or the complete
-    // new one. False when the rename fails (the temporary file is removed).
+    // new one. False when the rename fails (the temporary file is removed);
+    // a failed write or sync is not reported, and what reached the temporary
+    // file is renamed into place. A symbolic link keeps existing and its
+    // target is replaced; a device or FIFO is written in place.
     bool WriteXML(const std::string& path) const;
 
     // Moves the building cursor back to the root.

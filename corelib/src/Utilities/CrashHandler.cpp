@@ -1,5 +1,6 @@
 #include "Utilities/CrashHandler.h"
 
+#include "Utilities/FileLayer.h"
 #include "Utilities/FileUtilities.h"
 #include "Utilities/Version.h"
 
@@ -10,6 +11,7 @@
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <execinfo.h>
+#include <memory>
 #include <ucontext.h>
 
 namespace Core
@@ -50,17 +52,41 @@ constexpr SignalDescription kDescriptions[] = {
     {SIGSYS, "A bad system call (SIGSYS) has occurred\n", false},
 };
 
-// One formatted write to each log that is open; either may be null.
-__attribute__((format(printf, 3, 4))) void LogPrintf(std::FILE* first, std::FILE* second, const char* format, ...)
+// Each log is written under a working name and renamed when complete; errors
+// while writing are not checked. The stick's copy is synced too, since the
+// stick may be pulled as soon as the device has stopped.
+const ReplacementOptions kLocalLog = {".partial", false, false, false, true};
+const ReplacementOptions kStickLog = {".partial", true, true, false, true};
+
+// Formatted text lines longer than this are formatted a second time into memory.
+constexpr int kLineBufferSize = 1024;
+
+// One formatted write to each log that is open; either may be null. Each line
+// goes straight to the file, so a crash while writing leaves what came before.
+__attribute__((format(printf, 3, 4))) void LogPrintf(FileReplacement* first, FileReplacement* second,
+                                                     const char* format, ...)
 {
-    for (std::FILE* log : {first, second})
+    char line[kLineBufferSize];
+    va_list args;
+    va_start(args, format);
+    const int length = std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    if (length < 0)
+        return;
+    std::string longLine;
+    const char* text = line;
+    if (length >= kLineBufferSize)
     {
-        if (!log)
-            continue;
-        va_list args;
+        longLine.resize(static_cast<std::size_t>(length) + 1);
         va_start(args, format);
-        std::vfprintf(log, format, args);
+        std::vsnprintf(&longLine[0], longLine.size(), format, args);
         va_end(args);
+        text = longLine.c_str();
+    }
+    for (FileReplacement* log : {first, second})
+    {
+        if (log)
+            log->Write(text, static_cast<std::size_t>(length));
     }
 }
 
@@ -89,7 +115,7 @@ unsigned long InstructionPointer(const void* context)
 }
 
 // The first lines of the local log only: the module, the crash summary and the raw trace.
-void WriteLocalHeader(std::FILE* local, const std::string& name, int signal, int code, const char* when,
+void WriteLocalHeader(FileReplacement* local, const std::string& name, int signal, int code, const char* when,
                       void* const* frames, int count)
 {
     LogPrintf(local, nullptr, "%s\n", name.c_str());
@@ -103,7 +129,7 @@ void WriteLocalHeader(std::FILE* local, const std::string& name, int signal, int
 
 // A frame as "object:function+offset", demangled where possible, or
 // "object:+0xoffset" from the object's base when the address has no symbol.
-void WriteResolvedFrame(std::FILE* local, std::FILE* stick, void* address)
+void WriteResolvedFrame(FileReplacement* local, FileReplacement* stick, void* address)
 {
     Dl_info info;
     if (!dladdr(address, &info))
@@ -126,7 +152,7 @@ void WriteResolvedFrame(std::FILE* local, std::FILE* stick, void* address)
 // Everything both logs hold: header, signal description, registers, the
 // back-trace symbols, an addr2line command line and the resolved frames.
 // Frame 0 is the signal handler itself.
-void WriteCommonBlock(std::FILE* local, std::FILE* stick, const std::string& name, const char* when,
+void WriteCommonBlock(FileReplacement* local, FileReplacement* stick, const std::string& name, const char* when,
                       const siginfo_t& info, unsigned long nip, void* const* frames, int count)
 {
     LogPrintf(local, stick, "Crash log from %s at %s\n", name.c_str(), when);
@@ -214,32 +240,33 @@ void CrashHandler::CrashHandlerFn(int signal, siginfo_t* info, void* context)
     const std::time_t t = std::time(nullptr);
     const std::string when = std::ctime(&t);
 
-    std::FILE* stick = nullptr;
+    std::unique_ptr<FileReplacement> stick;
     if (present)
     {
         const std::string fileName = "module_" + self.m_name + "_" + std::to_string(static_cast<long>(std::time(nullptr))) + ".txt";
-        stick = std::fopen(("/mnt/usb/" + fileName).c_str(), "wt");
+        stick.reset(new FileReplacement("/mnt/usb/" + fileName, kStickLog));
+        if (!stick->Begin())
+            stick.reset();
     }
     // Written under a working name and renamed when complete, so a crash
     // while writing leaves a ".partial" file, never a truncated ".crash".
     const std::string finalPath = "/tmp/" + self.m_name + "_" + std::to_string(static_cast<long>(std::time(nullptr))) + ".crash";
-    const std::string workingPath = finalPath + ".partial";
-    std::FILE* local = std::fopen(workingPath.c_str(), "wt");
+    std::unique_ptr<FileReplacement> local(new FileReplacement(finalPath, kLocalLog));
+    if (!local->Begin())
+        local.reset();
 
     siginfo_t none = {};
     const siginfo_t& details = info ? *info : none;
     if (local)
-        WriteLocalHeader(local, self.m_name, signal, details.si_code, when.c_str(), frames, count);
+        WriteLocalHeader(local.get(), self.m_name, signal, details.si_code, when.c_str(), frames, count);
     if (local || stick)
-        WriteCommonBlock(local, stick, self.m_name, when.c_str(), details, InstructionPointer(context), frames,
-                         count);
+        WriteCommonBlock(local.get(), stick.get(), self.m_name, when.c_str(), details, InstructionPointer(context),
+                         frames, count);
 
-    if (stick)
-        std::fclose(stick);
-    if (local)
+    for (FileReplacement* log : {stick.get(), local.get()})
     {
-        std::fclose(local);
-        std::rename(workingPath.c_str(), finalPath.c_str());
+        if (log)
+            log->Commit();
     }
     self.RunHandlers(signal);
     // Status 0 on purpose, as for a normal exit; no core dump, no re-raise.

@@ -1,11 +1,12 @@
 #include "Utilities/FileCopy.h"
 
+#include "Utilities/FileLayer.h"
 #include "Utilities/FileUtilities.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <cstring>
 
 namespace Core
 {
@@ -15,17 +16,21 @@ namespace Utilities
 namespace
 {
 
+// A temporary file beside the destination, synced before it is renamed over
+// it; the caller syncs the directory with SyncParentDir.
+const ReplacementOptions kCopyReplacement = {".XXXXXX", true, false, true, false};
+
 // How one block's copy ended.
 enum class BlockResult
 {
     End,       // the read returned nothing
     Copied,    // every byte read was written
-    ShortWrite // fewer bytes were written than read
+    ShortWrite // not every byte read was written
 };
 
 // Moves one block from `from` to `to`, adds the bytes written to copied and
 // reports progress.
-BlockResult CopyBlock(FILE* from, FILE* to, int& copied, int total, CopyProgress* progress)
+BlockResult CopyBlock(FILE* from, FileReplacement& to, int& copied, int total, CopyProgress* progress)
 {
     char block[kCopyBlockSize];
     const size_t read = fread(block, 1, sizeof block, from);
@@ -33,13 +38,16 @@ BlockResult CopyBlock(FILE* from, FILE* to, int& copied, int total, CopyProgress
     {
         return BlockResult::End;
     }
-    const size_t written = fwrite(block, 1, read, to);
-    copied += static_cast<int>(written);
+    const bool written = to.Write(block, read);
+    if (written)
+    {
+        copied += static_cast<int>(read);
+    }
     if (progress != nullptr)
     {
         progress->Execute(copied, total);
     }
-    return written < read ? BlockResult::ShortWrite : BlockResult::Copied;
+    return written ? BlockResult::Copied : BlockResult::ShortWrite;
 }
 
 // The source's size, or 0 if it cannot be read; false in the second case.
@@ -55,54 +63,12 @@ bool SourceSize(const std::string& source, int& size)
     return true;
 }
 
-// Creates a unique file from name (which ends in "XXXXXX" and is completed in
-// place) and opens a write stream on it. created says whether the file exists
-// afterwards, even when the stream could not be opened.
-FILE* CreateTemporary(std::string& name, bool& created)
-{
-    const int descriptor = mkstemp(&name[0]);
-    created = descriptor != -1;
-    if (!created)
-    {
-        return nullptr;
-    }
-    FILE* stream = fdopen(descriptor, "wb");
-    if (stream == nullptr)
-    {
-        close(descriptor);
-    }
-    return stream;
-}
-
-// Puts the temporary file's data on the medium, then closes both streams.
-void SyncAndClose(FILE* source, FILE* temporary)
-{
-    fflush(temporary);
-    fsync(fileno(temporary));
-    fclose(source);
-    fclose(temporary);
-}
-
-// Renames the temporary file over the destination and makes that durable;
-// removes the temporary file if the rename fails.
-bool ReplaceDestination(const std::string& temporaryName, const std::string& destination)
-{
-    if (rename(temporaryName.c_str(), destination.c_str()) != 0)
-    {
-        unlink(temporaryName.c_str());
-        return false;
-    }
-    SyncParentDir(destination);
-    return true;
-}
-
 } // namespace
 
 bool SafeFileCopy(const std::string& source, const std::string& destination, CopyProgress* progress)
 {
     // The name must fit the one block buffer it shares with the data.
-    std::string temporaryName = destination + ".XXXXXX";
-    if (temporaryName.size() >= static_cast<size_t>(kCopyBlockSize))
+    if (destination.size() + std::strlen(kCopyReplacement.suffix) >= static_cast<size_t>(kCopyBlockSize))
     {
         return false;
     }
@@ -113,9 +79,8 @@ bool SafeFileCopy(const std::string& source, const std::string& destination, Cop
     {
         return false;
     }
-    bool created = false;
-    FILE* to = CreateTemporary(temporaryName, created);
-    if (to == nullptr)
+    FileReplacement to(destination, kCopyReplacement);
+    if (!to.Begin())
     {
         fclose(from);
         return false;
@@ -128,7 +93,7 @@ bool SafeFileCopy(const std::string& source, const std::string& destination, Cop
         const BlockResult result = CopyBlock(from, to, copied, total, progress);
         if (result == BlockResult::End)
         {
-            failed = ferror(from) != 0 || ferror(to) != 0;
+            failed = ferror(from) != 0;
             break;
         }
         if (result == BlockResult::ShortWrite)
@@ -137,23 +102,23 @@ bool SafeFileCopy(const std::string& source, const std::string& destination, Cop
             break;
         }
     }
-    SyncAndClose(from, to);
-    if (failed)
+    fclose(from);
+    // A failed read, write or sync leaves the temporary file in place on
+    // purpose: only a failed rename removes it.
+    if (failed || !to.Commit())
     {
-        // Left in place on purpose: only a failed rename removes it.
+        to.Abandon(false);
         return false;
     }
-    return ReplaceDestination(temporaryName, destination);
+    SyncParentDir(destination);
+    return true;
 }
 
 CIncrementalFileCopy::CIncrementalFileCopy(const std::string& source, const std::string& destination,
                                            CopyProgress* progress)
     : m_source(nullptr),
-      m_temporary(nullptr),
-      m_temporaryName(destination + ".XXXXXX"),
       m_destination(destination),
       m_failed(false),
-      m_temporaryExists(false),
       m_totalBytes(0),
       m_copiedBytes(0),
       m_progress(progress)
@@ -164,8 +129,8 @@ CIncrementalFileCopy::CIncrementalFileCopy(const std::string& source, const std:
         ErrorCleanup();
         return;
     }
-    m_temporary = CreateTemporary(m_temporaryName, m_temporaryExists);
-    if (m_temporary == nullptr)
+    m_temporary.reset(new FileReplacement(destination, kCopyReplacement));
+    if (!m_temporary->Begin())
     {
         ErrorCleanup();
         return;
@@ -195,7 +160,7 @@ bool CIncrementalFileCopy::Idle(int blocks)
     }
     for (int i = 0; i < blocks; ++i)
     {
-        const BlockResult result = CopyBlock(m_source, m_temporary, m_copiedBytes, m_totalBytes, m_progress);
+        const BlockResult result = CopyBlock(m_source, *m_temporary, m_copiedBytes, m_totalBytes, m_progress);
         if (result == BlockResult::End)
         {
             break;
@@ -225,17 +190,26 @@ void CIncrementalFileCopy::Finalise()
         Cleanup();
         return;
     }
-    if (ferror(m_source) != 0 || ferror(m_temporary) != 0)
+    if (ferror(m_source) != 0 || m_temporary->Failed())
     {
         ErrorCleanup();
         return;
     }
-    SyncAndClose(m_source, m_temporary);
+    fclose(m_source);
     m_source = nullptr;
-    m_temporary = nullptr;
-    // Whether or not the rename works, the temporary name is gone afterwards.
-    m_temporaryExists = false;
-    ReplaceDestination(m_temporaryName, m_destination);
+    if (m_temporary->Commit())
+    {
+        SyncParentDir(m_destination);
+    }
+    else if (m_temporary->Failed())
+    {
+        // The data never reached the medium: the copy has failed, and its
+        // temporary file goes with it.
+        ErrorCleanup();
+        return;
+    }
+    // A failed rename has removed the temporary file without failing the copy.
+    m_temporary.reset();
 }
 
 void CIncrementalFileCopy::Cleanup()
@@ -245,16 +219,8 @@ void CIncrementalFileCopy::Cleanup()
         fclose(m_source);
         m_source = nullptr;
     }
-    if (m_temporary != nullptr)
-    {
-        fclose(m_temporary);
-        m_temporary = nullptr;
-    }
-    if (m_temporaryExists)
-    {
-        unlink(m_temporaryName.c_str());
-        m_temporaryExists = false;
-    }
+    // Abandoning the replacement closes and removes its temporary file.
+    m_temporary.reset();
 }
 
 void CIncrementalFileCopy::ErrorCleanup()

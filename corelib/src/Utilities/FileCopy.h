@@ -12,12 +12,15 @@
 #include "Threading/Functor.h"
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace Core
 {
 namespace Utilities
 {
+
+class FileReplacement;
 
 // Progress callback, called after every block with the bytes copied so far
 // (cumulative) and the source's size when the copy began (0 if unknown).
@@ -28,7 +31,7 @@ constexpr int kCopyBlockSize = 4096;
 
 // Copies source over destination. True only when the destination has been
 // replaced. On failure the destination is untouched; a temporary file left by
-// a failed read or write stays behind (only a failed rename removes it).
+// a failed read, write or sync stays behind (only a failed rename removes it).
 // progress may be null; it is borrowed for the call.
 bool SafeFileCopy(const std::string& source, const std::string& destination, CopyProgress* progress);
 
@@ -60,7 +63,7 @@ public:
 
     // Completes the copy: flush, sync, close, rename over the destination and
     // sync the directory. A failed rename removes the temporary file but does
-    // not mark the copy failed. Called by Idle().
+    // not mark the copy failed; a failed sync fails the copy. Called by Idle().
     void Finalise();
 
     // Closes both files and removes the temporary file if it still exists.
@@ -71,11 +74,10 @@ public:
 
 private:
     FILE* m_source;
-    FILE* m_temporary;
-    std::string m_temporaryName;
+    // The temporary file beside the destination; null once it is gone.
+    std::unique_ptr<FileReplacement> m_temporary;
     std::string m_destination;
     bool m_failed;
-    bool m_temporaryExists;
     int m_totalBytes;
     int m_copiedBytes;
     CopyProgress* m_progress;

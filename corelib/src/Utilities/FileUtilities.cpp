@@ -1,5 +1,6 @@
 #include "Utilities/FileUtilities.h"
 
+#include "Utilities/FileLayer.h"
 #include "Utilities/FilesystemSize.h"
 
 #include <cstdint>
@@ -87,28 +88,10 @@ bool ReadFile(const std::string& path, std::string& contents)
 bool WriteFile(const std::string& path, const std::string& contents)
 {
     // The temporary file sits beside the target so that the rename stays within
-    // one filesystem and is atomic.
-    std::string temporary = path + "XXXXXX";
-    const int descriptor = mkstemp(&temporary[0]);
-    if (descriptor < 0)
-        return false;
-    FILE* file = fdopen(descriptor, "wb");
-    if (file == nullptr)
-    {
-        close(descriptor);
-        unlink(temporary.c_str());
-        return false;
-    }
-    const size_t written = std::fwrite(contents.data(), 1, contents.size(), file);
-    // Buffered bytes reach the file only at fclose, so a full disk may show there.
-    const bool closed = std::fclose(file) == 0;
-    if (written != contents.size() || !closed)
-    {
-        unlink(temporary.c_str());
-        return false;
-    }
-    std::rename(temporary.c_str(), path.c_str());
-    return true;
+    // one filesystem and is atomic. Syncing is the caller's choice, and a
+    // failed rename is not reported.
+    static const ReplacementOptions kOptions = {"XXXXXX", false, false, false, false};
+    return ReplaceFile(path, contents, kOptions);
 }
 
 bool FileExists(const std::string& path)
@@ -186,23 +169,23 @@ void SyncParentDir(const std::string& path)
     if (parent.empty())
     {
         std::fputs("SyncParentDir: unable to determine parent path\n", stderr);
-        sync();
+        Files().SyncAll();
         return;
     }
-    const int descriptor = open(parent.c_str(), O_RDONLY | O_DIRECTORY);
+    const int descriptor = Files().Open(parent.c_str(), O_RDONLY | O_DIRECTORY, 0);
     if (descriptor < 0)
     {
         std::perror("SyncParentDir:open");
     }
     else
     {
-        if (fsync(descriptor) != 0)
+        if (Files().Sync(descriptor) != 0)
             std::perror("SyncParentDir fsync");
-        close(descriptor);
+        Files().Close(descriptor);
     }
     // The whole-system flush follows even a successful directory fsync: it also
     // writes out the data of the renamed file, which WriteFile never fsyncs.
-    sync();
+    Files().SyncAll();
 }
 
 bool MountedFilesystemStatus(const std::string& path, unsigned int& freeKiB, unsigned int& totalKiB)

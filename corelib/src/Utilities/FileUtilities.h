@@ -28,6 +28,8 @@ bool ReadFile(const std::string& path, std::string& contents);
 // cannot be created or not all bytes reach it. The new file has mode 0600.
 // Nothing is fsync'ed: a caller needing durability calls SyncParentDir(path).
 // A failing rename is not reported (true, and the temporary file remains).
+// A symbolic link keeps existing and its target is replaced; a device or FIFO
+// is written in place.
 bool WriteFile(const std::string& path, const std::string& contents);
 
 // True when the file can be opened for reading (so an unreadable file counts as absent).

@@ -74,21 +74,25 @@ TEST_F(ProgramTest, BadInputGivesOneMessageAndStatusTwo)
     {
         std::string arguments, message;
     } cases[] = {
-        {"simulate --bogus", "unknown option '--bogus'"},
-        {"simulate --passes 0", "--passes must be"},
-        {"replay --output out --no-stick missing.nmea", "cannot read 'missing.nmea'"},
-        {"replay --output out --no-stick .", "'.' is a directory"},
-        {"replay --output out --no-stick --field bad.xml drive.nmea", "field file 'bad.xml' is not well-formed"},
-        {"replay --output out --serial /dev/null", "'/dev/null' is not a serial device"},
-        {"simulate --serial /dev/null --baud 14400", "unsupported baud rate 14400"},
-        {"demo --output out --stick missing", "stick directory 'missing' does not exist"},
-        {"dump missing.rec", "cannot read record file 'missing.rec'"},
-        {"dump", "exactly one record file"},
+        {"simulate --bogus", "simulate: --bogus: unknown option"},
+        {"simulate --passes 0", "simulate: --passes: out of range: must be from 1 to 1000, not 0"},
+        {"replay --output out --no-stick missing.nmea",
+         "replay: missing.nmea: cannot read the input: No such file or directory"},
+        {"replay --output out --no-stick .", "replay: .: a directory"},
+        {"replay --output out --no-stick --field bad.xml drive.nmea", "replay: bad.xml: not well-formed XML: "},
+        {"replay --output out --serial /dev/null", "replay: /dev/null: not a serial device"},
+        {"replay --output out --serial /dev/null --idle 1e9", "replay: --idle: out of range"},
+        {"simulate --serial /dev/null --baud 14400", "simulate: --baud 14400: unsupported baud rate"},
+        {"demo --output out --stick missing", "demo: missing: no such stick directory"},
+        {"dump missing.rec", "dump: missing.rec: cannot read the record file: No such file or directory"},
+        {"dump", "dump: dump needs exactly one record file"},
     };
     for (const auto& c : cases)
     {
         const CoreTest::ChildResult result = Run(c.arguments);
         EXPECT_TRUE(result.exited && result.exitStatus == 2) << c.arguments;
+        // Nothing on standard output, not even the XML parser's own complaint.
+        EXPECT_EQ("", result.output) << c.arguments;
         const std::string message = Stderr();
         EXPECT_EQ(0u, message.find("guidance: ")) << c.arguments << ": " << message;
         EXPECT_NE(std::string::npos, message.find(c.message)) << c.arguments << ": " << message;

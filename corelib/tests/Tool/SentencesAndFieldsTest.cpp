@@ -85,8 +85,10 @@ TEST(Options, ValuesFlagsPositionalsAndMistakes)
 {
     Options options({{"speed", true}, {"steady", false}, {"offset", true}});
     options.Parse({"--speed=2.5", "--offset", "-3", "file", "--steady", "--", "--not-an-option"});
-    EXPECT_DOUBLE_EQ(2.5, options.GetDouble("speed", 0));
-    EXPECT_EQ(-3, options.GetInt("offset", 0)); // a negative value is a value, not an option
+    EXPECT_DOUBLE_EQ(2.5, options.GetDouble("speed", 0, 2.5, 2.5));
+    EXPECT_EQ(-3, options.GetInt("offset", 0, -3, 0)); // a negative value is a value, not an option
+    EXPECT_THROW(options.GetDouble("speed", 0, 0, 2.4), ToolError);
+    EXPECT_THROW(options.GetInt("offset", 0, -2, 0), ToolError);
     EXPECT_TRUE(options.Has("steady"));
     EXPECT_EQ((std::vector<std::string>{"file", "--not-an-option"}), options.Positional());
 
@@ -97,7 +99,7 @@ TEST(Options, ValuesFlagsPositionalsAndMistakes)
     {
         Options passes({{"passes", true}});
         passes.Parse({"--passes", bad});
-        EXPECT_THROW(passes.GetInt("passes", 0), ToolError) << bad;
+        EXPECT_THROW(passes.GetInt("passes", 0, 0, 100), ToolError) << bad;
     }
 }
 
@@ -113,7 +115,13 @@ TEST(Field, MalformedFilesNameTheirFault)
     const std::pair<std::string, std::string> cases[] = {
         {"not xml at all <", "not well-formed"},
         {"<other/>", "no <field><guidance>"},
-        {replace("<width>6.000000</width>", "<width>0</width>"), "working width '0'"},
+        {replace("<width>6.000000</width>", "<width>0</width>"), "working width: out of range"},
+        {replace("<width>6.000000</width>", "<width>1e9</width>"), "working width: out of range"},
+        // 25 km north of the first point: the line would be longer than a field.
+        {replace("lat=\"10.000000000\"", "lat=\"10.225\""), "metres from the first point: out of range"},
+        // Invalid UTF-8 and a control character, each refused at its byte offset.
+        {replace("Test strip", "Test \xff"), "at byte 40"},
+        {replace("Test strip", "Test \x01"), "at byte 40"},
         {replace("Linear", "Bezier"), "unknown spline 'Bezier'"},
         {replace("lat=\"10.000000000\"", "latitude=\"10\""), "no 'lat' attribute"},
         {"<field><guidance><width>3</width><point lat=\"1\" lon=\"2\"/></guidance></field>", "at least two"},
@@ -125,13 +133,13 @@ TEST(Field, MalformedFilesNameTheirFault)
     {
         try
         {
-            Field::FromText(c.first, "field file 'f.xml'");
+            Field::FromText(c.first, "f.xml");
             ADD_FAILURE() << "accepted: " << c.first;
         }
         catch (const ToolError& error)
         {
             EXPECT_NE(std::string::npos, std::string(error.what()).find(c.second)) << error.what();
-            EXPECT_EQ(0u, std::string(error.what()).find("field file 'f.xml'")) << error.what();
+            EXPECT_EQ(0u, std::string(error.what()).find("f.xml: ")) << error.what();
         }
     }
 }

@@ -17,7 +17,7 @@ int Info(const Arguments& args)
                                    "  Prints the library and software versions, the UTC and GPS time, and the uptime.\n"))
         return 0;
     if (!options.Positional().empty())
-        throw ToolError("info takes no arguments");
+        throw BadInput(options.Positional()[0], "info takes no arguments");
 
     std::printf("%s\n", VersionText().c_str());
     std::printf("Software version:  %s (revision %s)\n", Core::Utilities::GetSoftwareVersion().c_str(),
@@ -37,7 +37,7 @@ int Info(const Arguments& args)
     std::printf("GPS week:          %d\n", week);
     std::printf("GPS time of week:  %.6f s (%d leap seconds)\n", timeOfWeek, Core::Time::s_leapSeconds);
     std::printf("Monotonic uptime:  %.6f s\n", Core::MonotonicTime::Now().AsDouble());
-    return 0;
+    return kExitSuccess;
 }
 
 } // namespace GuidanceTool

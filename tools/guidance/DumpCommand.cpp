@@ -1,6 +1,5 @@
 // `guidance dump`: prints the fix records of a record file, skipping damaged
-// blocks, and says how many bytes were skipped.
-#include "Formats/AppendOnlyFile.h"
+// blocks, and says how many bytes were skipped and which records are missing.
 #include "FixRecord.h"
 #include "RecordFile.h"
 #include "Tool.h"
@@ -16,9 +15,10 @@ namespace
 const char kHelp[] =
     "usage: guidance dump [--csv] FILE\n"
     "  Prints the fix records of a record file written by 'guidance replay', one per\n"
-    "  line, then how many records were read and how many bytes were skipped as\n"
-    "  damaged. With --csv the records are printed as comma-separated values and the\n"
-    "  counts go to standard error.\n";
+    "  line, then how many records were read, how many blocks of other kinds and how\n"
+    "  many bytes were skipped as damaged, and which record numbers are missing. With\n"
+    "  --csv the records are printed as comma-separated values and the counts go to\n"
+    "  standard error.\n";
 
 } // namespace
 
@@ -28,18 +28,16 @@ int Dump(const Arguments& args)
     if (!options.ParseOrHelp(args, kHelp))
         return 0;
     if (options.Positional().size() != 1)
-        throw ToolError("dump needs exactly one record file");
+        throw BadInput("", "dump needs exactly one record file");
     const bool csv = options.Has("csv");
 
-    const RecordFileContents contents = ReadRecordFile(options.Positional()[0]);
     if (csv)
         std::printf("%s\n", FixRecord::CSVHeader().c_str());
-    for (const FixRecord& record : contents.records)
+    const RecordFileContents contents = ReadRecordFile(options.Positional()[0], [csv](const FixRecord& record) {
         std::printf("%s\n", csv ? record.CSV().c_str() : record.Text().c_str());
-    std::fprintf(csv ? stderr : stdout,
-                 "%zu records, %zu blocks of other kinds, %lld bytes skipped as damaged\n",
-                 contents.records.size(), contents.otherBlocks, contents.skippedBytes);
-    return 0;
+    });
+    std::fprintf(csv ? stderr : stdout, "%s\n", contents.CountsText().c_str());
+    return kExitSuccess;
 }
 
 } // namespace GuidanceTool
