@@ -25,6 +25,11 @@ bool FixRecord::Process(Core::IO::ObjectStore& store)
     ok = store.ProcessDouble(alongTrack, 13) && ok;
     ok = store.ProcessDouble(headingError, 14) && ok;
     ok = store.ProcessInt(onLine, 15) && ok;
+    // Records written before the date and height were kept lack them: they stay unknown.
+    if (!store.ProcessDouble(utc, 16))
+        utc = -1;
+    if (!store.ProcessDouble(altitude, 17))
+        altitude = NAN;
     return ok;
 }
 
@@ -59,7 +64,8 @@ bool FixRecord::operator==(const FixRecord& o) const
     return sequence == o.sequence && timeOfDay == o.timeOfDay && latitude == o.latitude &&
            longitude == o.longitude && fixQuality == o.fixQuality && satellites == o.satellites && x == o.x &&
            y == o.y && speed == o.speed && heading == o.heading && pass == o.pass && crossTrack == o.crossTrack &&
-           alongTrack == o.alongTrack && headingError == o.headingError && onLine == o.onLine;
+           alongTrack == o.alongTrack && headingError == o.headingError && onLine == o.onLine && utc == o.utc &&
+           (altitude == o.altitude || (std::isnan(altitude) && std::isnan(o.altitude)));
 }
 
 } // namespace GuidanceTool

@@ -7,6 +7,7 @@
 
 #include "IO/ObjectStore.h"
 
+#include <cmath>
 #include <string>
 
 namespace GuidanceTool
@@ -32,6 +33,8 @@ struct FixRecord
     double alongTrack = 0;     // distance along the guidance line to the nearest point, metres
     double headingError = 0;   // heading minus the pass direction, radians in [-pi/2, pi/2]
     int onLine = 0;            // 1 when the nearest point lies between the line's ends
+    double utc = -1;           // seconds since 1970-01-01 UTC when a date came with the fix, else -1
+    double altitude = NAN;     // antenna above mean sea level, metres; NaN when unknown
 
     // Writes the record into an output-mode store, or reads it from an
     // input-mode one; false when a field is missing on reading.
@@ -44,6 +47,9 @@ struct FixRecord
     std::string Text() const;
 
     bool operator==(const FixRecord& other) const;
+
+    // The fix's time for durations: the date-time when known, else the time of day.
+    double Time() const { return utc >= 0 ? utc : timeOfDay; }
 };
 
 } // namespace GuidanceTool

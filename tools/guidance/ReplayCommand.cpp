@@ -1,7 +1,6 @@
 // `guidance replay` and `guidance demo`: guidance over NMEA input from a file,
-// standard input or a serial device, with records, KML, a summary and a copy
-// to the USB stick.
-#include "Export.h"
+// standard input or a serial device, with records, a summary, the exports
+// (KML, GPX, GeoJSON), the report page and a copy to the USB stick.
 #include "Interruption.h"
 #include "OutputFile.h"
 #include "RecordFile.h"
@@ -9,7 +8,11 @@
 #include "SerialLink.h"
 #include "Tool.h"
 #include "Utilities/FileUtilities.h"
+#include "output/OutputStream.h"
+#include "output/Progress.h"
+#include "output/StickCopy.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -33,20 +36,27 @@ const char kReplayHelp[] =
     "  Reads NMEA sentences from FILE ('-' or none: standard input) or a serial device,\n"
     "  measures every fix against the field's guidance line (nearest pass, cross-track,\n"
     "  along-track and heading error), records the fixes, and writes into the output\n"
-    "  directory: fixes.rec (records; see 'guidance dump'), drive.kml and summary.txt.\n"
+    "  directory: fixes.rec (records; see 'guidance dump'), summary.txt (the run's and\n"
+    "  each pass's figures), report.html (map, cross-track over time, histogram and\n"
+    "  tables in one page), drive.kml (to explore, with a time slider), drive.gpx and\n"
+    "  drive.geojson. Input that gives nothing usable (no sentences, no position fix,\n"
+    "  a track far from the field) is reported on standard error and ends with status 3.\n"
     "  Previous outputs are replaced only when the run completes: after any failure\n"
     "  they are left as they were. Records an interrupted run synced are kept as\n"
     "  fixes-interrupted-<start time>.rec by the next run. Ctrl-C ends a serial replay\n"
     "  normally; it cuts a file replay short with its outputs complete up to there.\n"
     "\n"
-    "  --field FILE      field file (default: the built-in sample field)\n"
+    "  --field FILE      field file (default: the built-in sample field): the tool's\n"
+    "                    own, or a KML or GeoJSON file whose first LineString is the line\n"
+    "  --width METRES    the working width of a KML or GeoJSON field\n"
     "  --output DIR      output directory (default: out)\n"
     "  --serial DEVICE   read from a serial device until --idle seconds pass without\n"
     "                    data, or until interrupted (Ctrl-C)\n"
     "  --baud RATE       serial speed (default 115200)\n"
     "  --idle SECONDS    end a serial replay after this long without data, 0.1 to\n"
     "                    86400 (default 10)\n"
-    "  --stick DIR       copy the outputs to DIR (default: /mnt/usb/ when a stick is present)\n"
+    "  --stick DIR       copy the outputs into a new folder run-<start time> in DIR\n"
+    "                    (default: /mnt/usb/ when a stick is present), verified by CRC-32\n"
     "  --no-stick        do not copy the outputs\n";
 
 const char kDemoHelp[] =
@@ -54,15 +64,19 @@ const char kDemoHelp[] =
     "  Simulates a drive over a field (the built-in sample field by default), writes\n"
     "  it to drive.nmea in the output directory, replays it and prints the summary.\n"
     "\n"
-    "  --field FILE      field file\n"
+    "  --field FILE      field file (and --width for a KML or GeoJSON one)\n"
     "  --output DIR      output directory (default: out)\n"
-    "  --stick DIR       copy the outputs to DIR (default: /mnt/usb/ when a stick is present)\n"
+    "  --stick DIR       copy the outputs into a new folder run-<start time> in DIR\n"
+    "                    (default: /mnt/usb/ when a stick is present)\n"
     "  --no-stick        do not copy the outputs\n"
     "  and the simulation options of 'guidance simulate': --passes, --speed, --damaged,\n"
     "  --steady, --seed\n";
 
 const char kRecordFile[] = "fixes.rec";
 const char kKmlFile[] = "drive.kml";
+const char kGpxFile[] = "drive.gpx";
+const char kGeoJsonFile[] = "drive.geojson";
+const char kReportFile[] = "report.html";
 const char kSummaryFile[] = "summary.txt";
 const char kDriveFile[] = "drive.nmea";
 
@@ -110,12 +124,13 @@ class StatusLine
 public:
     explicit StatusLine(bool enabled) : m_enabled(enabled), m_last(std::chrono::steady_clock::now()) {}
 
-    void Update(const Replayer& replayer)
+    // Redraws the line when it is due, or at once when forced.
+    void Update(const Replayer& replayer, bool force = false)
     {
         const FixRecord* latest = replayer.Latest();
         const auto now = std::chrono::steady_clock::now();
-        const double elapsed = std::chrono::duration<double>(now - m_last).count();
-        if (!m_enabled || latest == nullptr || now - m_last < kStatusInterval)
+        const double elapsed = std::max(1e-3, std::chrono::duration<double>(now - m_last).count());
+        if (!m_enabled || latest == nullptr || (!force && now - m_last < kStatusInterval))
             return;
         const long written = replayer.RecordsWritten();
         std::printf("\r  fixes %7ld   recorded %7ld   rate %6.1f /s   pass %3d   cross-track %+7.3f m ",
@@ -127,9 +142,12 @@ public:
         m_shown = true;
     }
 
-    // Ends the status line so that later output starts on a fresh line.
-    void Close()
+    // Shows the last fix, then ends the status line so that later output
+    // starts on a fresh line.
+    void Close(const Replayer& replayer)
     {
+        if (m_shown)
+            Update(replayer, true);
         if (m_shown)
             std::printf("\n");
         m_shown = false;
@@ -153,6 +171,12 @@ void FeedFile(const std::string& path, Replayer& replayer, StatusLine& status)
         close(*f);
         delete f;
     });
+    if (fd == STDIN_FILENO && isatty(fd))
+        PrintMessage("reading NMEA from standard input; Ctrl-D ends");
+    struct stat info;
+    const bool regular = fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+    Progress progress("replaying " + path, regular ? static_cast<long long>(info.st_size) : 0);
+    long long done = 0;
     std::vector<char> buffer(kInputPiece);
     while (InterruptingSignal() == 0)
     {
@@ -165,6 +189,7 @@ void FeedFile(const std::string& path, Replayer& replayer, StatusLine& status)
             return;
         replayer.Feed(std::string(buffer.data(), static_cast<std::size_t>(count)));
         status.Update(replayer);
+        progress.Update(done += count);
     }
 }
 
@@ -192,15 +217,43 @@ void FeedSerial(SerialLink& link, double idle, Replayer& replayer, StatusLine& s
     }
 }
 
-// The replay proper, after the options are checked: input already opened.
-// Every output is prepared in full before the first replaces its previous
-// version, so a failure on the way leaves all of them as they were.
-void RunReplay(const Field& field, const std::string& outputDirectory, const std::string& stick,
-               const std::function<void(Replayer&, StatusLine&)>& feed)
+// The files a replay wrote, and whether its input gave anything usable.
+struct ReplayResult
+{
+    bool usable = false;
+    std::vector<std::string> written; // paths, in the output directory and on the stick
+};
+
+// One export of the run: its file, the stream over it and the exporter.
+struct Export
+{
+    Export(const std::string& path, std::unique_ptr<FixSink> (*make)(std::ostream&))
+        : file(path), stream(file), sink(make(stream))
+    {
+    }
+    OutputFile file;
+    OutputStream stream;
+    std::unique_ptr<FixSink> sink;
+};
+
+// The replay proper, after the options are checked: input already opened;
+// input names it in warnings. Every output is prepared in full before the
+// first replaces its previous version, so a failure on the way leaves all of
+// them as they were.
+ReplayResult RunReplay(const Field& field, const std::string& outputDirectory, const std::string& stick,
+                       const std::string& input, const std::function<void(Replayer&, StatusLine&)>& feed)
 {
     const std::string directory = PrepareOutputDirectory(outputDirectory);
     const bool terminal = isatty(STDOUT_FILENO) != 0;
     Replayer replayer(field, directory + kRecordFile);
+    std::vector<std::unique_ptr<Export>> exports;
+    for (const auto& [name, make] : {std::make_pair(kKmlFile, &KmlExport), std::make_pair(kGpxFile, &GpxExport),
+                                     std::make_pair(kGeoJsonFile, &GeoJsonExport),
+                                     std::make_pair(kReportFile, &ReportExport)})
+    {
+        exports.push_back(std::make_unique<Export>(directory + name, make));
+        replayer.AddSink(*exports.back()->sink);
+    }
     StatusLine status(terminal);
     feed(replayer, status);
     // Input outruns the medium: keep the status moving while the records land.
@@ -209,26 +262,31 @@ void RunReplay(const Field& field, const std::string& outputDirectory, const std
         status.Update(replayer);
         std::this_thread::sleep_for(kDrainInterval);
     }
-    status.Close();
+    status.Close(replayer);
     replayer.Finish();
 
-    std::vector<std::string> outputs = {directory + kRecordFile};
-    std::unique_ptr<OutputFile> kml;
-    if (replayer.Plane() != nullptr)
+    ReplayResult result;
+    result.usable = replayer.Check().Usable();
+    std::string warnings;
+    for (const std::string& warning : replayer.Check().Warnings())
     {
-        kml.reset(new OutputFile(directory + kKmlFile));
-        WriteRunKML(*kml, replayer.RecordPath(), *replayer.Line(), *replayer.Plane(), field.name);
-        outputs.push_back(directory + kKmlFile);
+        PrintMessage(input + ": " + warning);
+        warnings += "  warning: " + warning + "\n";
     }
     const RecordFileContents written = ReadRecordFile(replayer.RecordPath(), [](const FixRecord&) {});
     const std::string summary = "Replay of " + (field.name.empty() ? std::string("the field") : field.name) + "\n" +
-                                replayer.Summary(written.CountsText());
+                                replayer.Summary(written.CountsText()) + warnings;
     OutputFile summaryFile(directory + kSummaryFile);
     summaryFile.Write(summary);
-    outputs.push_back(directory + kSummaryFile);
 
-    if (kml)
-        kml->Commit();
+    // The exports began with the first fix; without one they are left unwritten.
+    std::vector<std::string> outputs = {directory + kRecordFile, directory + kSummaryFile};
+    if (replayer.Plane() != nullptr)
+        for (const auto& output : exports)
+        {
+            output->stream.Commit();
+            outputs.push_back(output->file.Path());
+        }
     summaryFile.Commit();
     replayer.CommitRecords();
     std::fputs(summary.c_str(), stdout);
@@ -236,8 +294,21 @@ void RunReplay(const Field& field, const std::string& outputDirectory, const std
     for (const std::string& path : outputs)
         names += " " + Core::Utilities::GetFileName(path);
     std::printf("Outputs in %s:%s\n", directory.c_str(), names.c_str());
+    result.written = outputs;
     if (!stick.empty())
-        CopyToStick(outputs, stick, terminal);
+    {
+        const RunStatistics& run = replayer.Statistics();
+        const std::string folder = CopyRunToStick(outputs, stick, run.Dated() ? run.Start() : -1);
+        for (const std::string& path : outputs)
+            result.written.push_back(folder + "/" + Core::Utilities::GetFileName(path));
+    }
+    return result;
+}
+
+// The exit status of a replay that was not cut short.
+int StatusOf(const ReplayResult& result)
+{
+    return result.usable ? kExitSuccess : kExitNothingUsable;
 }
 
 } // namespace
@@ -245,6 +316,7 @@ void RunReplay(const Field& field, const std::string& outputDirectory, const std
 int Replay(const Arguments& args)
 {
     Options options({{"field", true},
+                     {"width", true},
                      {"output", true},
                      {"serial", true},
                      {"baud", true},
@@ -267,10 +339,13 @@ int Replay(const Arguments& args)
         const double idle = options.GetDouble("idle", 10, kShortestIdle, kLongestIdle);
         SerialLink link(options.Get("serial", ""), BaudFrom(options));
         CatchInterruptions();
-        RunReplay(field, output, stick,
-                  [&](Replayer& replayer, StatusLine& status) { FeedSerial(link, idle, replayer, status); });
+        const ReplayResult result =
+            RunReplay(field, output, stick, options.Get("serial", ""),
+                      [&](Replayer& replayer, StatusLine& status) { FeedSerial(link, idle, replayer, status); });
         // Ctrl-C is how a serial replay is meant to end.
-        return InterruptingSignal() == SIGINT ? kExitSuccess : InterruptedStatus();
+        if (InterruptingSignal() != 0 && InterruptingSignal() != SIGINT)
+            return InterruptedStatus();
+        return StatusOf(result);
     }
     const std::string input = options.Positional().empty() ? "-" : options.Positional()[0];
     if (input != "-")
@@ -282,9 +357,9 @@ int Replay(const Arguments& args)
             throw BadInput(input, "a directory, not NMEA input");
     }
     CatchInterruptions();
-    RunReplay(field, output, stick,
-              [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
-    return InterruptedStatus();
+    const ReplayResult result = RunReplay(field, output, stick, input == "-" ? "standard input" : input,
+                                          [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    return InterruptingSignal() != 0 ? InterruptedStatus() : StatusOf(result);
 }
 
 int Demo(const Arguments& args)
@@ -316,9 +391,12 @@ int Demo(const Arguments& args)
     std::printf("Simulated %d passes: %.1f s of driving, %s\n", settings.passes, driven,
                 (directory + kDriveFile).c_str());
     const std::string input = directory + kDriveFile;
-    RunReplay(field, directory, stick,
-              [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
-    return InterruptedStatus();
+    const ReplayResult result = RunReplay(field, directory, stick, input,
+                                          [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    std::printf("Files written:\n  %s\n", input.c_str());
+    for (const std::string& path : result.written)
+        std::printf("  %s\n", path.c_str());
+    return InterruptingSignal() != 0 ? InterruptedStatus() : StatusOf(result);
 }
 
 } // namespace GuidanceTool

@@ -1,5 +1,7 @@
 #include "SentenceWriter.h"
 
+#include "input/UtcTime.h"
+
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -83,6 +85,18 @@ std::string VtgSentence(const FixReport& fix)
                   fix.speedMetres * kKnotsPerMetrePerSecond, fix.speedMetres * kKmhPerMetrePerSecond,
                   IsDifferential(fix.fixQuality) ? 'D' : 'A');
     return FrameSentence(body);
+}
+
+std::string RmcSentence(const FixReport& fix)
+{
+    // "YYYY-MM-DD..." rearranged as ddmmyy.
+    const std::string date = IsoTime(fix.midnight, 0);
+    char tail[96];
+    std::snprintf(tail, sizeof tail, ",%.3f,%.2f,%s,,,%c", fix.speedMetres * kKnotsPerMetrePerSecond,
+                  fix.courseDegrees, (date.substr(8, 2) + date.substr(5, 2) + date.substr(2, 2)).c_str(),
+                  IsDifferential(fix.fixQuality) ? 'D' : 'A');
+    return FrameSentence("GPRMC," + FormatTime(fix.timeOfDay) + ",A," + FormatAngle(fix.latitude, 2, 'N', 'S') + "," +
+                         FormatAngle(fix.longitude, 3, 'E', 'W') + tail);
 }
 
 std::string GsaSentence(int satellites, double hdop)

@@ -46,7 +46,7 @@ const double kSlowestSpeedup = 0.01;
 
 std::vector<Options::Declaration> SimulationDeclarations()
 {
-    return {{"field", true}, {"passes", true}, {"speed", true}, {"damaged", true}, {"steady", false}, {"seed", true}};
+    return {{"field", true}, {"width", true}, {"passes", true}, {"speed", true}, {"damaged", true}, {"steady", false}, {"seed", true}};
 }
 
 SimulationSettings SimulationSettingsFrom(const Options& options)
@@ -67,7 +67,17 @@ int BaudFrom(const Options& options)
 
 Field FieldFrom(const Options& options)
 {
-    return options.Has("field") ? Field::Load(options.Get("field", "")) : Field::Sample();
+    // 0 leaves a field file's own width; KML and GeoJSON files have none.
+    const double width = options.Has("width") ? options.GetDouble("width", 0, Field::kNarrowestWidth,
+                                                                  Field::kWidestWidth)
+                                              : 0;
+    if (!options.Has("field"))
+    {
+        if (width > 0)
+            throw BadInput("--width", "needs a --field file");
+        return Field::Sample();
+    }
+    return Field::Load(options.Get("field", ""), width);
 }
 
 int Simulate(const Arguments& args)

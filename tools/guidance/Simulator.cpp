@@ -251,6 +251,8 @@ void SimulateDrive(const Field& field, const SimulationSettings& settings,
                 fix.geoidSeparation = 47.0;
                 fix.courseDegrees = HeadingToCourse(std::atan2(direction.y, direction.x) + random.RandNorm(0, 0.005));
                 fix.speedMetres = std::fabs(path[segment].speed + random.RandNorm(0, 0.02));
+                fix.midnight = settings.startDate;
+                out.text += MaybeDamage(RmcSentence(fix), settings.damagedShare, random);
                 out.text += MaybeDamage(GgaSentence(fix), settings.damagedShare, random);
                 out.text += MaybeDamage(VtgSentence(fix), settings.damagedShare, random);
                 if (epoch % kEpochsPerSecond == 0)

@@ -1,20 +1,17 @@
-// The run's exports read back by programs that share no code with the tool:
-// GPX by gpsbabel, GeoJSON by ogrinfo, the KML by xmllint, ogrinfo and
-// gpsbabel, and the report rendered to a picture by a headless browser.
-#include "Field.h"
-#include "GuidanceLine.h"
-#include "Simulator.h"
+// The exports of a run of the built program read back by programs that share
+// no code with the tool: GPX by gpsbabel, GeoJSON by ogrinfo, the KML by
+// xmllint, ogrinfo and gpsbabel, and the report rendered to a picture by a
+// headless browser; and the stick copy's folder per run.
+#include "RecordFile.h"
 #include "Support/TestSupport.h"
 #include "ToolTestSupport.h"
-#include "input/FixAssembler.h"
-#include "input/UtcTime.h"
-#include "output/FixSink.h"
 #include "output/StickCopy.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <sstream>
 #include <sys/stat.h>
 
@@ -27,52 +24,17 @@ using CoreTest::RunCommand;
 class ExportTest : public ::testing::Test
 {
 protected:
-    // One simulated drive, exported once for every test: two passes of the
-    // sample field on 1 May 2024.
+    // One demonstration run, read back by every test: two passes of the
+    // sample field, simulated on 1 May 2024 from 10:00:00 UTC.
     static void SetUpTestSuite()
     {
         s_dir = new CoreTest::TempDir;
-        s_points = new std::vector<TrackPoint>;
-        const Field field = Field::Sample();
-        SimulationSettings settings;
-        settings.passes = 2;
-        InputCheck check(field);
-        FixAssembler assembler(check);
-        std::istringstream drive(JoinEpochs(SimulateDrive(field, settings)));
-        for (std::string line; std::getline(drive, line);)
-            assembler.Line(line);
-        assembler.Finish();
-
-        std::ofstream gpx(File("drive.gpx")), geojson(File("drive.geojson")), kml(File("drive.kml")),
-            report(File("report.html"));
-        std::unique_ptr<FixSink> sinks[] = {GpxExport(gpx), GeoJsonExport(geojson), KmlExport(kml),
-                                            ReportExport(report)};
-        std::unique_ptr<LocalPlane> plane;
-        std::unique_ptr<GuidanceLine> line;
-        RunStatistics statistics(field.workingWidth);
-        for (TrackPoint point; assembler.Next(point);)
-        {
-            if (!plane)
-            {
-                plane = std::make_unique<LocalPlane>(point.record.latitude, point.record.longitude);
-                line = std::make_unique<GuidanceLine>(field, *plane);
-                for (auto& sink : sinks)
-                    sink->Begin(RunContext{field, *plane, *line});
-            }
-            const Core::Maths::Vector2<double> p = plane->ToPlane(point.record.latitude, point.record.longitude);
-            point.record.x = p.x;
-            point.record.y = p.y;
-            point.record.sequence = static_cast<int>(s_points->size()) + 1;
-            line->Measure(point.record);
-            point.utc = UtcSeconds(2024, 5, 1, point.record.timeOfDay);
-            statistics.Add(point);
-            for (auto& sink : sinks)
-                sink->Add(point);
-            s_points->push_back(point);
-        }
-        statistics.Finish();
-        for (auto& sink : sinks)
-            sink->End(statistics);
+        s_points = new std::vector<FixRecord>;
+        const CoreTest::ChildResult demo = RunCommand("cd " + s_dir->Path() + " && " + ToolTest::GuidanceCommand() +
+                                                          " demo --passes 2 --no-stick --output run",
+                                                      300);
+        ASSERT_EQ(0, demo.exitStatus) << demo.output;
+        *s_points = ReadRecordFile(File("fixes.rec")).records;
     }
     static void TearDownTestSuite()
     {
@@ -80,14 +42,14 @@ protected:
         delete s_dir;
     }
 
-    static std::string File(const std::string& name) { return s_dir->File(name); }
+    static std::string File(const std::string& name) { return s_dir->File("run/" + name); }
 
     static CoreTest::TempDir* s_dir;
-    static std::vector<TrackPoint>* s_points;
+    static std::vector<FixRecord>* s_points;
 };
 
 CoreTest::TempDir* ExportTest::s_dir = nullptr;
-std::vector<TrackPoint>* ExportTest::s_points = nullptr;
+std::vector<FixRecord>* ExportTest::s_points = nullptr;
 
 // The numbers after each occurrence of `key` in text, in order.
 std::vector<double> NumbersAfter(const std::string& text, const std::string& key)
@@ -109,13 +71,16 @@ TEST_F(ExportTest, GpxReadBackByGpsbabelKeepsEveryPointAndTime)
     ASSERT_EQ(s_points->size(), longitudes.size());
     for (std::size_t i = 0; i < latitudes.size(); ++i)
     {
-        EXPECT_NEAR((*s_points)[i].record.latitude, latitudes[i], 1e-8) << i;
-        EXPECT_NEAR((*s_points)[i].record.longitude, longitudes[i], 1e-8) << i;
+        EXPECT_NEAR((*s_points)[i].latitude, latitudes[i], 1e-8) << i;
+        EXPECT_NEAR((*s_points)[i].longitude, longitudes[i], 1e-8) << i;
     }
     // The simulated drive starts at 10:00:00 and runs at 10 Hz; the date is the test's.
     EXPECT_NE(std::string::npos, read.output.find("<time>2024-05-01T10:00:00Z</time>"));
     EXPECT_NE(std::string::npos, read.output.find("<time>2024-05-01T10:00:00.100Z</time>"));
-    EXPECT_EQ(s_points->size(), NumbersAfter(read.output, "<ele>").size());
+    // A fix from RMC alone has no height, and GPX then gives none.
+    const long heights = std::count_if(s_points->begin(), s_points->end(),
+                                       [](const FixRecord& fix) { return !std::isnan(fix.altitude); });
+    EXPECT_EQ(heights, static_cast<long>(NumbersAfter(read.output, "<ele>").size()));
 }
 
 TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
@@ -123,10 +88,11 @@ TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
     const CoreTest::ChildResult read = RunCommand("ogrinfo -ro -al -q " + File("drive.geojson"));
     ASSERT_EQ(0, read.exitStatus) << read.output;
     std::vector<std::pair<double, double>> points;
-    for (std::size_t at = read.output.find("POINT Z ("); at != std::string::npos;
-         at = read.output.find("POINT Z (", at + 1))
+    // "POINT Z (lon lat height)", or "POINT (lon lat)" without a height.
+    for (std::size_t at = read.output.find("  POINT "); at != std::string::npos;
+         at = read.output.find("  POINT ", at + 1))
     {
-        std::istringstream coordinates(read.output.substr(at + 9, 80));
+        std::istringstream coordinates(read.output.substr(read.output.find('(', at) + 1, 80));
         double longitude = 0, latitude = 0;
         coordinates >> longitude >> latitude;
         points.emplace_back(longitude, latitude);
@@ -134,8 +100,8 @@ TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
     ASSERT_EQ(s_points->size(), points.size());
     for (std::size_t i = 0; i < points.size(); ++i)
     {
-        EXPECT_NEAR((*s_points)[i].record.longitude, points[i].first, 1e-8) << i;
-        EXPECT_NEAR((*s_points)[i].record.latitude, points[i].second, 1e-8) << i;
+        EXPECT_NEAR((*s_points)[i].longitude, points[i].first, 1e-8) << i;
+        EXPECT_NEAR((*s_points)[i].latitude, points[i].second, 1e-8) << i;
     }
     // Unknown figures are null, never a made-up number; the first fix sits on the line's end.
     EXPECT_NE(std::string::npos, read.output.find("xte_m (Real) = (null)"));

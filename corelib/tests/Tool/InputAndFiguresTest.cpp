@@ -90,21 +90,21 @@ TEST(FixAssemblerTest, GathersEpochsInAnyOrderAndDatesThemPastMidnight)
         assembler.Line(FrameSentence(body));
     assembler.Finish();
 
-    TrackPoint fix[3];
-    for (TrackPoint& point : fix)
+    FixRecord fix[3];
+    for (FixRecord& point : fix)
         ASSERT_TRUE(assembler.Next(point));
     EXPECT_FALSE(assembler.Next(fix[0]));
     // 2024-05-01T23:59:59.9Z and 2024-05-02T00:00:00Z, from `date -u -d ... +%s`.
     EXPECT_NEAR(1714607999.9, fix[0].utc, 1e-6);
     EXPECT_NEAR(1714608000.0, fix[1].utc, 1e-6);
     EXPECT_NEAR(1714608000.1, fix[2].utc, 1e-6);
-    EXPECT_EQ(2, fix[0].record.fixQuality);
-    EXPECT_EQ(FixAssembler::kQualityUnknown, fix[2].record.fixQuality);
+    EXPECT_EQ(2, fix[0].fixQuality);
+    EXPECT_EQ(FixAssembler::kQualityUnknown, fix[2].fixQuality);
     // The VTG's 3.6 km/h heading east, not the RMC's 9 knots south.
-    EXPECT_NEAR(1.0, fix[0].record.speed, 1e-9);
-    EXPECT_NEAR(0.0, fix[0].record.heading, 1e-9);
-    EXPECT_NEAR(1.0, fix[2].record.speed, 1e-3);
-    EXPECT_NEAR(M_PI / 2, fix[2].record.heading, 1e-9);
+    EXPECT_NEAR(1.0, fix[0].speed, 1e-9);
+    EXPECT_NEAR(0.0, fix[0].heading, 1e-9);
+    EXPECT_NEAR(1.0, fix[2].speed, 1e-3);
+    EXPECT_NEAR(M_PI / 2, fix[2].heading, 1e-9);
     EXPECT_DOUBLE_EQ(70.0, fix[0].altitude);
     EXPECT_TRUE(std::isnan(fix[2].altitude));
 }
@@ -171,18 +171,18 @@ TEST(FieldFileTest, ErrorsNameTheFileAndTheOffendingPlace)
 }
 
 // A point at along-track `along` on `pass`, one second after the last.
-TrackPoint OnPass(int pass, double along, double crossTrack)
+FixRecord OnPass(int pass, double along, double crossTrack)
 {
     static double time = 0;
-    TrackPoint point;
-    point.record.pass = pass;
-    point.record.onLine = 1;
-    point.record.alongTrack = along;
-    point.record.crossTrack = crossTrack;
-    point.record.x = along;
-    point.record.y = pass * 3.0 + crossTrack;
-    point.record.fixQuality = 4;
-    point.record.timeOfDay = time++;
+    FixRecord point;
+    point.pass = pass;
+    point.onLine = 1;
+    point.alongTrack = along;
+    point.crossTrack = crossTrack;
+    point.x = along;
+    point.y = pass * 3.0 + crossTrack;
+    point.fixQuality = 4;
+    point.timeOfDay = time++;
     return point;
 }
 

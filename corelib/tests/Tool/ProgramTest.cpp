@@ -125,23 +125,29 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
         Run("demo --field strip.xml --passes 2 --output run --stick stick --damaged 0.02 --seed 7");
     ASSERT_EQ(0, result.exitStatus) << result.output << Stderr();
     // Complete files only: nothing partial or temporary is left beside them.
-    EXPECT_EQ((std::vector<std::string>{"drive.kml", "drive.nmea", "fixes.rec", "summary.txt"}),
-              ToolTest::ListDirectory(File("run")));
-    for (const char* name : {"drive.kml", "fixes.rec", "summary.txt"})
-        EXPECT_EQ(ReadBytes(File("run/") + name), ReadBytes(File("stick/") + name)) << name;
+    const std::vector<std::string> outputs = {"drive.geojson", "drive.gpx", "drive.kml", "fixes.rec",
+                                              "report.html", "summary.txt"};
+    std::vector<std::string> files = outputs;
+    files.insert(files.begin() + 3, "drive.nmea");
+    EXPECT_EQ(files, ToolTest::ListDirectory(File("run")));
+    // The stick has a folder for the run, named by its start (the simulated 1 May 2024, 10:00).
+    const std::string copy = "stick/run-2024-05-01T10-00-00Z/";
+    EXPECT_EQ(outputs, ToolTest::ListDirectory(File(copy)));
+    for (const std::string& name : outputs)
+        EXPECT_TRUE(ReadBytes(File("run/") + name) == ReadBytes(File(copy) + name)) << name;
+    // demo's closing lines list every file it wrote, the stick's copies too.
+    for (const std::string& name : files)
+        EXPECT_NE(std::string::npos, result.output.find("\n  run/" + name + "\n")) << name;
+    EXPECT_NE(std::string::npos, result.output.find(copy + "report.html\n")) << result.output;
 
     const std::vector<FixRecord> records = GuidanceTool::ReadRecordFile(File("run/fixes.rec")).records;
     ASSERT_GT(records.size(), 100u);
+    // Every record has the simulated day's date.
+    for (const FixRecord& record : records)
+        ASSERT_NEAR(1714521600 + record.timeOfDay, record.utc, 1e-6) << record.sequence;
 
     const CoreTest::ChildResult ogr = CoreTest::RunCommand("ogrinfo -ro -al -q " + File("run/drive.kml"));
     ASSERT_EQ(0, ogr.exitStatus) << ogr.output;
-    const auto track = OgrLine(ogr.output, "Driven track");
-    ASSERT_EQ(records.size(), track.size());
-    for (std::size_t i = 0; i < records.size(); ++i)
-    {
-        EXPECT_NEAR(records[i].longitude, track[i].first, 1e-9) << i;
-        EXPECT_NEAR(records[i].latitude, track[i].second, 1e-9) << i;
-    }
     // The guidance line is drawn every metre from the field's first point.
     const auto guidance = OgrLine(ogr.output, "Guidance line: Test strip");
     ASSERT_GT(guidance.size(), 60u);
@@ -256,7 +262,9 @@ TEST_F(ProgramTest, InterruptedSerialReplayFinishesItsOutputs)
         " replay --no-stick --output live --idle 60 --serial " + receiver.slave +
         " > replay.txt 2>&1 & sleep 3; kill -INT $!; wait $!");
     EXPECT_EQ(0, result.exitStatus) << ReadBytes(File("replay.txt"));
-    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}), ToolTest::ListDirectory(File("live")));
+    EXPECT_EQ((std::vector<std::string>{"drive.geojson", "drive.gpx", "drive.kml", "fixes.rec", "report.html",
+                                        "summary.txt"}),
+              ToolTest::ListDirectory(File("live")));
     EXPECT_FALSE(GuidanceTool::ReadRecordFile(File("live/fixes.rec")).records.empty());
 }
 

@@ -42,9 +42,9 @@ double InputCheck::DistanceToField(double x, double y, const LocalPlane& plane)
     return nearest;
 }
 
-void InputCheck::Fix(const TrackPoint& point, const LocalPlane& plane)
+void InputCheck::Fix(const FixRecord& point, const LocalPlane& plane)
 {
-    const double distance = DistanceToField(point.record.x, point.record.y, plane);
+    const double distance = DistanceToField(point.x, point.y, plane);
     const double time = point.Time();
     ++m_fixes;
     if (m_fixes == 1)

@@ -8,7 +8,7 @@
 
 #include "Field.h"
 #include "LocalPlane.h"
-#include "TrackPoint.h"
+#include "FixRecord.h"
 
 #include <map>
 #include <string>
@@ -35,7 +35,7 @@ public:
     // A sentence that said the receiver had no position: "GGA with quality 0", "RMC void".
     void NoPosition(const std::string& what) { ++m_noPosition[what]; }
     // A fix that guidance recorded; plane is the run's plane.
-    void Fix(const TrackPoint& point, const LocalPlane& plane);
+    void Fix(const FixRecord& point, const LocalPlane& plane);
 
     // True when at least one fix was recorded near enough to the field.
     bool Usable() const;

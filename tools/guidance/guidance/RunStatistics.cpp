@@ -27,9 +27,9 @@ double DistanceFigures::Percentile95() const
     return 0;
 }
 
-void RunStatistics::Add(const TrackPoint& point)
+void RunStatistics::Add(const FixRecord& point)
 {
-    const FixRecord& record = point.record;
+    const FixRecord& record = point;
     const double time = point.Time();
     if (m_fixes == 0)
     {
@@ -37,7 +37,7 @@ void RunStatistics::Add(const TrackPoint& point)
         m_dated = point.utc >= 0;
     }
     else
-        m_distance += std::hypot(record.x - m_previous.record.x, record.y - m_previous.record.y);
+        m_distance += std::hypot(record.x - m_previous.x, record.y - m_previous.y);
     m_end = time;
     ++m_fixes;
     ++m_qualities[record.fixQuality];
@@ -55,7 +55,7 @@ void RunStatistics::Add(const TrackPoint& point)
             m_stretchFrom = m_stretchTo = record.alongTrack;
         }
         else
-            m_stretch.length += std::hypot(record.x - m_previous.record.x, record.y - m_previous.record.y);
+            m_stretch.length += std::hypot(record.x - m_previous.x, record.y - m_previous.y);
         m_stretch.end = time;
         m_stretch.crossTrack.Add(record.crossTrack);
         m_stretchFrom = std::min(m_stretchFrom, record.alongTrack);
@@ -148,8 +148,9 @@ std::string RunStatistics::Text() const
     text += line;
     for (const auto& [quality, count] : m_qualities)
     {
-        std::snprintf(line, sizeof line, "  fixes of quality %d      %10ld (%.1f %%)\n", quality, count,
-                      100.0 * count / m_fixes);
+        // RMC alone gives no quality.
+        const std::string label = quality < 0 ? "of unknown quality" : "of quality " + std::to_string(quality);
+        std::snprintf(line, sizeof line, "  fixes %-18s%10ld (%.1f %%)\n", label.c_str(), count, 100.0 * count / m_fixes);
         text += line;
     }
     text += "  pass  line  start                     end                       length_m  time_s  "

@@ -9,7 +9,7 @@
 #ifndef GUIDANCE_GUIDANCE_RUNSTATISTICS_H
 #define GUIDANCE_GUIDANCE_RUNSTATISTICS_H
 
-#include "TrackPoint.h"
+#include "FixRecord.h"
 
 #include <map>
 #include <string>
@@ -39,7 +39,7 @@ struct PassFigures
 {
     int number = 0;     // 1 for the first pass driven
     int pass = 0;       // the parallel of the guidance line, 0 the line itself, positive to its right
-    double start = 0;   // time of the first fix (see TrackPoint::Time)
+    double start = 0;   // time of the first fix (see FixRecord::Time)
     double end = 0;
     double length = 0;  // metres driven on the pass
     DistanceFigures crossTrack;
@@ -54,7 +54,7 @@ public:
 
     explicit RunStatistics(double workingWidth) : m_width(workingWidth) {}
 
-    void Add(const TrackPoint& point);
+    void Add(const FixRecord& point);
     // Closes the pass being driven; call once after the last fix.
     void Finish();
 
@@ -86,7 +86,7 @@ private:
     double m_start = 0;
     double m_end = 0;
     double m_distance = 0;
-    TrackPoint m_previous;
+    FixRecord m_previous;
     DistanceFigures m_crossTrack;
     std::map<int, long> m_qualities;
     std::vector<PassFigures> m_passes;

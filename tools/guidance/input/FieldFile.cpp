@@ -2,6 +2,7 @@
 
 #include "IO/XML.h"
 #include "Options.h"
+#include "ToolError.h"
 #include "Utilities/FileUtilities.h"
 
 #include <cctype>
@@ -21,8 +22,8 @@ void AddPoint(Field& field, double longitude, double latitude, const std::string
 {
     if (!std::isfinite(latitude) || !std::isfinite(longitude) || std::fabs(latitude) > 90 ||
         std::fabs(longitude) > 180)
-        throw ToolError(where + ": (" + std::to_string(longitude) + ", " + std::to_string(latitude) +
-                        ") is not a longitude and latitude in degrees");
+        throw BadInput(where, "(" + std::to_string(longitude) + ", " + std::to_string(latitude) +
+                                  ") is not a longitude and latitude in degrees");
     field.points.push_back(GeoPoint{latitude, longitude});
 }
 
@@ -30,12 +31,12 @@ void AddPoint(Field& field, double longitude, double latitude, const std::string
 Field Finished(Field field, const std::string& source, double workingWidth)
 {
     if (!(workingWidth > 0))
-        throw ToolError(source + ": a KML or GeoJSON field needs --width, the metres between passes");
+        throw BadInput(source, "a KML or GeoJSON field needs --width, the metres between passes");
     field.workingWidth = workingWidth;
-    if (field.points.size() < 2)
-        throw ToolError(source + ": the LineString needs at least two points");
     if (field.name.empty())
         field.name = Core::Utilities::GetFileName(source);
+    Field::CheckText(field.name, source);
+    field.Check(source);
     return field;
 }
 
@@ -90,7 +91,7 @@ private:
 
     [[noreturn]] void Fail(const std::string& what) const
     {
-        throw ToolError(m_source + ": line " + std::to_string(m_line) + ": " + what);
+        throw BadInput(m_source, "line " + std::to_string(m_line), what);
     }
 
     void Skip()
@@ -241,16 +242,17 @@ FieldFormat FieldFormatOf(const std::string& text)
 
 Field FieldFromKml(const std::string& text, const std::string& source, double workingWidth)
 {
+    Field::CheckText(text, source);
     Core::IO::XMLDocument document;
     std::string buffer = text; // parsed in place
     if (!document.ParseString(buffer))
-        throw ToolError(source + ": not well-formed XML");
+        throw BadInput(source, "not well-formed XML");
     const Core::IO::XMLNode* line = FindElement(document.RootNode(), "LineString");
     if (line == nullptr)
-        throw ToolError(source + ": no <LineString> element");
+        throw BadInput(source, "no <LineString> element");
     const Core::IO::XMLNode* coordinates = line->Child("coordinates");
     if (coordinates == nullptr)
-        throw ToolError(source + ": the first <LineString> has no <coordinates> element");
+        throw BadInput(source, "the first <LineString> has no <coordinates> element");
     Field field;
     if (const Core::IO::XMLNode* placemark = line->Parent())
         if (const Core::IO::XMLNode* name = placemark->Child("name"))
@@ -260,7 +262,7 @@ Field FieldFromKml(const std::string& text, const std::string& source, double wo
     int index = 0;
     for (std::string tuple; tuples >> tuple;)
     {
-        const std::string where = source + ": <coordinates> tuple " + std::to_string(++index) + " '" + tuple + "'";
+        const std::string where = "<coordinates> tuple " + std::to_string(++index) + " '" + tuple + "'";
         const std::size_t comma = tuple.find(',');
         const std::size_t second = comma == std::string::npos ? comma : tuple.find(',', comma + 1);
         double longitude = 0;
@@ -268,28 +270,29 @@ Field FieldFromKml(const std::string& text, const std::string& source, double wo
         if (comma == std::string::npos || !ParseWholeDouble(tuple.substr(0, comma), longitude) ||
             !ParseWholeDouble(tuple.substr(comma + 1, second == std::string::npos ? second : second - comma - 1),
                               latitude))
-            throw ToolError(where + ": not longitude,latitude[,altitude]");
-        AddPoint(field, longitude, latitude, where);
+            throw BadInput(source, where, "not longitude,latitude[,altitude]");
+        AddPoint(field, longitude, latitude, source + ": " + where);
     }
     return Finished(field, source, workingWidth);
 }
 
 Field FieldFromGeoJson(const std::string& text, const std::string& source, double workingWidth)
 {
+    Field::CheckText(text, source);
     const JsonValue document = JsonReader(text, source).Document();
     Field field;
     const JsonValue* line = FindLineString(document, field.name);
     if (line == nullptr)
-        throw ToolError(source + ": no LineString geometry");
+        throw BadInput(source, "no LineString geometry");
     const JsonValue* coordinates = line->Member("coordinates");
     if (coordinates == nullptr || coordinates->kind != JsonValue::Array)
-        throw ToolError(source + ": line " + std::to_string(line->line) + ": the LineString has no coordinates array");
+        throw BadInput(source, "line " + std::to_string(line->line), "the LineString has no coordinates array");
     for (const JsonValue& position : coordinates->items)
     {
         const std::string where = source + ": line " + std::to_string(position.line);
         if (position.kind != JsonValue::Array || position.items.size() < 2 ||
             position.items[0].kind != JsonValue::Number || position.items[1].kind != JsonValue::Number)
-            throw ToolError(where + ": a position is not [longitude, latitude]");
+            throw BadInput(where, "a position is not [longitude, latitude]");
         AddPoint(field, position.items[0].number, position.items[1].number, where);
     }
     return Finished(field, source, workingWidth);

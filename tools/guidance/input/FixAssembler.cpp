@@ -48,13 +48,13 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
             m_check.NoPosition("RMC void");
         else if (!m_hasGga)
         {
-            m_point.record.latitude = rmc.latitude;
-            m_point.record.longitude = rmc.longitude;
+            m_point.latitude = rmc.latitude;
+            m_point.longitude = rmc.longitude;
         }
         if (rmc.valid && !m_hasTrack && rmc.speedMetres >= 0 && rmc.courseDegrees >= 0)
         {
-            m_point.record.speed = rmc.speedMetres;
-            m_point.record.heading = CourseToHeading(rmc.courseDegrees);
+            m_point.speed = rmc.speedMetres;
+            m_point.heading = CourseToHeading(rmc.courseDegrees);
         }
         return Outcome::Decoded;
     }
@@ -73,7 +73,7 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
         m_ggaPosition = data.gga.fixQuality > 0;
         if (!m_ggaPosition)
             m_check.NoPosition("GGA with quality 0");
-        FixRecord& record = m_point.record;
+        FixRecord& record = m_point;
         record.latitude = data.gga.latitudeDegrees;
         record.longitude = data.gga.longitudeDegrees;
         record.fixQuality = data.gga.fixQuality;
@@ -86,9 +86,9 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
         // The track sentence of an epoch belongs to it; a second one is ignored.
         m_hasTrack = true;
         const double kmh = data.vtg.speedKmh;
-        m_point.record.speed =
+        m_point.speed =
             kmh >= 0 ? kmh / 3.6 : (data.vtg.speedKnots >= 0 ? data.vtg.speedKnots * 1852.0 / 3600.0 : 0);
-        m_point.record.heading = CourseToHeading(data.vtg.trackTrueDegrees);
+        m_point.heading = CourseToHeading(data.vtg.trackTrueDegrees);
     }
     return Outcome::Decoded;
 }
@@ -101,8 +101,8 @@ void FixAssembler::EpochAt(double timeOfDay)
     m_open = true;
     m_time = timeOfDay;
     m_hasGga = m_ggaPosition = m_hasRmc = m_rmcValid = m_hasTrack = false;
-    m_point = TrackPoint();
-    m_point.record.timeOfDay = timeOfDay;
+    m_point = FixRecord();
+    m_point.timeOfDay = timeOfDay;
 }
 
 void FixAssembler::CloseEpoch()
@@ -114,7 +114,7 @@ void FixAssembler::CloseEpoch()
     if (!position)
         return;
     if (!m_hasGga)
-        m_point.record.fixQuality = kQualityUnknown;
+        m_point.fixQuality = kQualityUnknown;
     if (m_midnight >= 0 && m_time >= 0)
     {
         m_point.utc = m_midnight + m_time;
@@ -125,7 +125,7 @@ void FixAssembler::CloseEpoch()
     m_ready.push_back(m_point);
 }
 
-bool FixAssembler::Next(TrackPoint& point)
+bool FixAssembler::Next(FixRecord& point)
 {
     if (m_ready.empty())
         return false;

@@ -14,7 +14,7 @@
 #define GUIDANCE_INPUT_FIXASSEMBLER_H
 
 #include "guidance/InputCheck.h"
-#include "guidance/TrackPoint.h"
+#include "FixRecord.h"
 
 #include <deque>
 #include <string>
@@ -47,7 +47,7 @@ public:
     // Takes the oldest finished fix; false when none is waiting. Only
     // latitude, longitude, time, quality, satellites, speed and heading of its
     // record are filled.
-    bool Next(TrackPoint& point);
+    bool Next(FixRecord& point);
 
 private:
     // Starts a new epoch when time differs from the open one's.
@@ -55,7 +55,7 @@ private:
     void CloseEpoch();
 
     InputCheck& m_check;
-    std::deque<TrackPoint> m_ready;
+    std::deque<FixRecord> m_ready;
 
     // The open epoch.
     bool m_open = false;
@@ -65,7 +65,7 @@ private:
     bool m_hasRmc = false;
     bool m_rmcValid = false;
     bool m_hasTrack = false;
-    TrackPoint m_point;
+    FixRecord m_point;
 
     // Midnight of the last RMC's date, seconds since 1970; -1 before one.
     double m_midnight = -1;

@@ -12,7 +12,8 @@
 #include "GuidanceLine.h"
 #include "LocalPlane.h"
 #include "guidance/RunStatistics.h"
-#include "guidance/TrackPoint.h"
+#include "FixRecord.h"
+#include "guidance/CrossTrackBands.h"
 
 #include <memory>
 #include <ostream>
@@ -33,7 +34,7 @@ class FixSink
 public:
     virtual ~FixSink() = default;
     virtual void Begin(const RunContext& run) = 0;
-    virtual void Add(const TrackPoint& point) = 0;
+    virtual void Add(const FixRecord& point) = 0;
     virtual void End(const RunStatistics& statistics) = 0;
 };
 

@@ -28,9 +28,9 @@ public:
 
     void Begin(const RunContext&) override { m_out << "{\"type\":\"FeatureCollection\",\"features\":[\n"; }
 
-    void Add(const TrackPoint& point) override
+    void Add(const FixRecord& point) override
     {
-        const FixRecord& r = point.record;
+        const FixRecord& r = point;
         const bool moving = r.speed >= 0;
         m_out << (m_first ? "" : ",\n") << "{\"type\":\"Feature\",\"geometry\":{\"type\":\"Point\",\"coordinates\":["
               << Number(r.longitude, true, 10) << "," << Number(r.latitude, true, 10)

@@ -25,12 +25,12 @@ public:
               << name << "</name><trkseg>\n";
     }
 
-    void Add(const TrackPoint& point) override
+    void Add(const FixRecord& point) override
     {
         // Ten decimals of a degree are about 0.01 mm: the fix, not the file, limits precision.
         char text[128];
-        std::snprintf(text, sizeof text, "<trkpt lat=\"%.10f\" lon=\"%.10f\">", point.record.latitude,
-                      point.record.longitude);
+        std::snprintf(text, sizeof text, "<trkpt lat=\"%.10f\" lon=\"%.10f\">", point.latitude,
+                      point.longitude);
         m_out << text;
         if (!std::isnan(point.altitude))
         {

@@ -60,15 +60,16 @@ public:
         std::string points;
         for (const auto& p : run.line.SampleCurve(1.0))
             points += Geodetic(p.x, p.y) + "\n";
-        m_out << "<Placemark><name>Guidance line</name><styleUrl>#guidance</styleUrl><LineString><coordinates>\n"
+        m_out << "<Placemark><name>Guidance line: " << name
+              << "</name><styleUrl>#guidance</styleUrl><LineString><coordinates>\n"
               << points << "</coordinates></LineString></Placemark>\n<Folder><name>Track</name>\n";
     }
 
-    void Add(const TrackPoint& point) override
+    void Add(const FixRecord& point) override
     {
-        const FixRecord& r = point.record;
-        const bool newStretch = m_fixes == 0 || r.onLine != m_last.record.onLine ||
-                                (r.onLine && r.pass != m_last.record.pass);
+        const FixRecord& r = point;
+        const bool newStretch = m_fixes == 0 || r.onLine != m_last.onLine ||
+                                (r.onLine && r.pass != m_last.pass);
         const std::string style = r.onLine ? "band" + std::to_string(CrossTrackBandOf(r.crossTrack)) : kTurnStyle;
         if (newStretch || style != m_style || m_piece.size() >= kLongestPiece)
         {
@@ -151,34 +152,34 @@ private:
     // dated, else as a plain line.
     void FlushPiece()
     {
-        if (m_piece.size() < 2 || m_piece.back().record.sequence == m_flushedUpTo)
+        if (m_piece.size() < 2 || m_piece.back().sequence == m_flushedUpTo)
             return;
-        m_flushedUpTo = m_piece.back().record.sequence;
+        m_flushedUpTo = m_piece.back().sequence;
         m_out << "<Placemark><styleUrl>#" << m_style << "</styleUrl>";
         if (m_piece.front().utc >= 0)
         {
             m_out << "<gx:Track>\n";
-            for (const TrackPoint& p : m_piece)
+            for (const FixRecord& p : m_piece)
                 m_out << "<when>" << IsoTime(p.utc, 2) << "</when>";
             m_out << "\n";
-            for (const TrackPoint& p : m_piece)
-                m_out << "<gx:coord>" << Printf("%.10f %.10f", p.record.longitude, p.record.latitude)
+            for (const FixRecord& p : m_piece)
+                m_out << "<gx:coord>" << Printf("%.10f %.10f", p.longitude, p.latitude)
                       << "</gx:coord>\n";
             m_out << "</gx:Track></Placemark>\n";
             return;
         }
         m_out << "<LineString><coordinates>\n";
-        for (const TrackPoint& p : m_piece)
-            m_out << Coordinate(p.record.latitude, p.record.longitude) << "\n";
+        for (const FixRecord& p : m_piece)
+            m_out << Coordinate(p.latitude, p.longitude) << "\n";
         m_out << "</coordinates></LineString></Placemark>\n";
     }
 
     std::ostream& m_out;
     const LocalPlane* m_plane = nullptr;
     GuidanceLine* m_line = nullptr;
-    std::vector<TrackPoint> m_piece;
+    std::vector<FixRecord> m_piece;
     std::string m_style;
-    TrackPoint m_last;
+    FixRecord m_last;
     long m_fixes = 0;
     int m_stretches = 0;
     int m_flushedUpTo = -1;

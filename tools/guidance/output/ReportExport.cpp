@@ -87,9 +87,9 @@ public:
             Thin(m_guidance);
     }
 
-    void Add(const TrackPoint& point) override
+    void Add(const FixRecord& point) override
     {
-        const FixRecord& r = point.record;
+        const FixRecord& r = point;
         if (m_fixes++ == 0)
             m_start = point.Time();
         if (r.onLine)

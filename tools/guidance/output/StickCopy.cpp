@@ -1,7 +1,7 @@
 #include "StickCopy.h"
 
 #include "IO/Checksums.h"
-#include "Options.h"
+#include "ToolError.h"
 #include "Progress.h"
 #include "guidance/Printf.h"
 #include "Utilities/FileUtilities.h"
@@ -24,7 +24,7 @@ const std::size_t kBlock = 65536;
 
 [[noreturn]] void Fail(const std::string& file, const std::string& what)
 {
-    throw ToolError(file + ": " + what + ": " + std::strerror(errno));
+    throw IoFailure(file, what);
 }
 
 // A descriptor closed when it goes out of scope.
@@ -123,6 +123,8 @@ unsigned int FileCrc(const std::string& path)
 
 } // namespace
 
+const char kStickDirectory[] = "/mnt/usb/";
+
 std::string RunFolderName(double utc)
 {
     if (utc < 0)
@@ -152,11 +154,8 @@ std::string CopyRunToStick(const std::vector<std::string>& files, const std::str
         const unsigned int written = CopyFile(file, copy);
         const unsigned int readBack = FileCrc(copy);
         if (readBack != written)
-        {
-            errno = EIO;
-            Fail(copy, "the copy reads back different from the original (CRC-32 " + Printf("%08x", readBack) + ", not " +
-                           Printf("%08x", written) + ")");
-        }
+            throw ToolError(kExitIoFailure, copy, "the copy reads back different from the original",
+                            "CRC-32 " + Printf("%08x", readBack) + ", not " + Printf("%08x", written));
         struct stat info;
         stat(copy.c_str(), &info);
         std::printf("copied %s to %s (%lld bytes, CRC-32 %08x, verified)\n", Core::Utilities::GetFileName(file).c_str(),

@@ -1,4 +1,6 @@
-#include "TrackPoint.h"
+#include "CrossTrackBands.h"
+
+#include <cmath>
 
 namespace GuidanceTool
 {
