@@ -2,6 +2,7 @@
 // early, the demonstration's outputs read back by independent readers, damaged record
 // files, and a live drive through pseudo-terminals.
 #include "RecordFile.h"
+#include "SentenceWriter.h"
 #include "Support/BoundedThread.h"
 #include "Support/EmulatorLimits.h"
 #include "Support/TestSupport.h"
@@ -100,6 +101,110 @@ TEST_F(ProgramTest, BadInputGivesOneMessageAndStatusTwo)
         // Nothing was created: neither the output directory nor any file.
         EXPECT_EQ((std::vector<std::string>{"bad.xml", "drive.nmea", "err.txt"}), m_dir.List()) << c.arguments;
     }
+}
+
+// A fix near the sample field's first point, `north` metres north of it.
+std::string SampleFieldFix(double north, double timeOfDay)
+{
+    GuidanceTool::FixReport fix;
+    fix.timeOfDay = timeOfDay;
+    fix.latitude = 52.205 + north / 111250.0;
+    fix.longitude = -1.05;
+    fix.fixQuality = 4;
+    fix.satellites = 12;
+    return GuidanceTool::GgaSentence(fix);
+}
+
+TEST_F(ProgramTest, UselessInputIsReportedWithItsReasonAndStatus)
+{
+    GuidanceTool::FixReport far;
+    far.latitude = 48.1;
+    far.longitude = 11.5;
+    far.timeOfDay = 100;
+    const struct
+    {
+        std::string input;
+        int status;
+        std::string message;
+    } cases[] = {
+        {"", 3, "the input is empty"},
+        {std::string("\x7f" "ELF\x01\x00\x00\xff", 8), 3, "no NMEA sentences in 8 bytes of input"},
+        {"\r\r\r\r\r\r", 3, "no NMEA sentences in 6 bytes of input"},
+        // gpsbabel's log of a track without fixes: every GGA quality 0, every RMC void.
+        {ReadBytes(CORELIB_SOURCE_DIR "/data/nmea/track.nmea"), 3,
+         "18 sentences but no position fix: GGA 6, RMC 6, VTG 6, GGA with quality 0 6, RMC void 6"},
+        {GuidanceTool::GsaSentence(8, 1.0) + GuidanceTool::FrameSentence("GLGSV,1,1,00"), 3,
+         "2 sentences but no position fix: GSA 1, GSV 1"},
+        {GuidanceTool::GgaSentence(far), 3,
+         "the first fix is 1040.2 km from the field's guidance line, and no fix comes within 5 km of it"},
+        // Usable, but said: the third fix is a second older than the second.
+        {SampleFieldFix(0, 100) + SampleFieldFix(1, 101) + SampleFieldFix(2, 100) + SampleFieldFix(3, 200), 0,
+         "time goes backwards at fix 3 (by 1.0 s), steps back in all: 1"},
+    };
+    for (const auto& c : cases)
+    {
+        ASSERT_TRUE(CoreTest::WriteBytes(File("in.nmea"), c.input));
+        const CoreTest::ChildResult result = Run("replay --no-stick --output out in.nmea");
+        EXPECT_TRUE(result.exited && result.exitStatus == c.status) << c.message << ": " << result.exitStatus;
+        EXPECT_NE(std::string::npos, Stderr().find("guidance: replay: in.nmea: " + c.message)) << Stderr();
+    }
+    EXPECT_NE(std::string::npos, Stderr().find("time jumps forward at fix 4 (by 100.0 s), gaps over 60 s in all: 1")) << Stderr();
+}
+
+// A receiver log from a program that shares no code with the tool: gpsbabel
+// writes RMC, GGA, VTG and GSA from a GPX track across midnight; the talkers
+// are then varied as a multi-constellation receiver sends them, and the field
+// comes as a GeoJSON line.
+TEST_F(ProgramTest, AReceiverLogFromGpsbabelReplaysWithFullDateTimes)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    // 60 m due north from (52.2, 0.12); a fix every 2 m, a second apart, on the line.
+    WriteField("line.geojson", "{\"type\": \"Feature\", \"properties\": {\"name\": \"North strip\"},\n"
+                               " \"geometry\": {\"type\": \"LineString\", \"coordinates\": [[0.12, 52.2], [0.12, "
+                               "52.20053955]]}}\n");
+    std::string gpx = "<?xml version=\"1.0\"?>\n<gpx version=\"1.1\" creator=\"test\" "
+                      "xmlns=\"http://www.topografix.com/GPX/1/1\"><trk><trkseg>\n";
+    for (int i = 0; i < 30; ++i)
+    {
+        char point[200];
+        // 23:59:50 on 1 May 2024 plus i seconds: the log runs past midnight.
+        const int second = (86390 + i) % 86400;
+        std::snprintf(point, sizeof point,
+                      "<trkpt lat=\"%.7f\" lon=\"0.1200000\"><ele>40</ele><time>2024-05-%02dT%02d:%02d:%02dZ</time>"
+                      "<fix>dgps</fix><sat>14</sat></trkpt>\n",
+                      52.2 + 2.0 * (i + 1) / 111250.0, i < 10 ? 1 : 2, second / 3600, second / 60 % 60, second % 60);
+        gpx += point;
+    }
+    WriteField("track.gpx", gpx + "</trkseg></trk></gpx>\n");
+    const CoreTest::ChildResult babel = CoreTest::RunCommand("gpsbabel -t -i gpx -f " + File("track.gpx") +
+                                                             " -x track,course,speed -o nmea,gpvtg=1 -F " +
+                                                             File("babel.nmea"));
+    ASSERT_EQ(0, babel.exitStatus) << babel.output;
+    std::istringstream lines(ReadBytes(File("babel.nmea")));
+    std::string log;
+    const char* const talkers[] = {"GN", "GP", "GL", "GA", "GB", "BD"};
+    int index = 0;
+    for (std::string line; std::getline(lines, line);)
+        log += GuidanceTool::FrameSentence(talkers[index++ % 6] + line.substr(3, line.find('*') - 3));
+    ASSERT_TRUE(CoreTest::WriteBytes(File("receiver.nmea"), log));
+
+    const CoreTest::ChildResult replay =
+        Run("replay --no-stick --output out --field line.geojson --width 6 receiver.nmea");
+    ASSERT_EQ(0, replay.exitStatus) << replay.output << Stderr();
+    const std::vector<FixRecord> records = GuidanceTool::ReadRecordFile(File("out/fixes.rec")).records;
+    ASSERT_EQ(30u, records.size());
+    // 2024-05-01T23:59:50Z is 1714607990 s (`date -u -d ... +%s`).
+    for (std::size_t i = 0; i < records.size(); ++i)
+        EXPECT_DOUBLE_EQ(1714607990.0 + i, records[i].utc) << i;
+    const std::string summary = ReadBytes(File("out/summary.txt"));
+    EXPECT_NE(std::string::npos, summary.find("start                   2024-05-01T23:59:50.0Z")) << summary;
+    EXPECT_NE(std::string::npos, summary.find("end                     2024-05-02T00:00:19.0Z")) << summary;
+    EXPECT_NE(std::string::npos, summary.find("fixes of quality 2              30 (100.0 %)")) << summary;
+    // gpsbabel writes a thousandth of a minute, about 2 m: the fixes sit within it of the line.
+    const std::size_t mean = summary.find("cross-track mean");
+    ASSERT_NE(std::string::npos, mean);
+    EXPECT_LT(std::stod(summary.substr(mean + 16)), 1.0) << summary;
+    EXPECT_NE(std::string::npos, summary.find("     1     0  2024-05-01T23:59:5")) << summary;
 }
 
 TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)

@@ -97,9 +97,9 @@ std::vector<std::string> InputCheck::Warnings() const
         warnings.push_back(Printf("the first fix is %.1f km from the field's guidance line", m_firstDistance / 1000) +
                            (Usable() ? "" : ", and no fix comes within 5 km of it"));
     if (m_backwards > 0)
-        warnings.push_back(m_firstBackwards + ", " + std::to_string(m_backwards) + " times in all");
+        warnings.push_back(m_firstBackwards + ", steps back in all: " + std::to_string(m_backwards));
     if (m_jumps > 0)
-        warnings.push_back(m_firstJump + ", " + std::to_string(m_jumps) + " gaps over 60 s in all");
+        warnings.push_back(m_firstJump + ", gaps over 60 s in all: " + std::to_string(m_jumps));
     return warnings;
 }
 
