@@ -1,8 +1,11 @@
 #include "FixRecord.h"
 
+#include "LocalPlane.h"
 #include "Maths/Maths.h"
+#include "Utilities/StringUtilities.h"
+#include "input/UtcTime.h"
 
-#include <cstdio>
+#include <cmath>
 
 namespace GuidanceTool
 {
@@ -33,30 +36,70 @@ bool FixRecord::Process(Core::IO::ObjectStore& store)
     return ok;
 }
 
+namespace
+{
+
+// A figure with its decimals, or "" when unknown: an empty CSV field or an
+// absent one in the text, never a stand-in number.
+std::string Figure(double value, int decimals, bool known = true)
+{
+    return known && std::isfinite(value) ? Core::Utilities::FormatDouble(value, decimals) : "";
+}
+
+} // namespace
+
 std::string FixRecord::CSVHeader()
 {
-    return "sequence,time,latitude,longitude,quality,satellites,x,y,speed,heading,pass,cross_track,"
-           "along_track,heading_error,on_line";
+    return "sequence,time_utc,time_of_day_s,latitude_deg,longitude_deg,altitude_m,quality,satellites,x_m,y_m,"
+           "speed_m_s,speed_km_h,heading_deg,pass,xte_m,along_m,heading_error_deg,on_line";
 }
 
 std::string FixRecord::CSV() const
 {
-    char text[320];
-    std::snprintf(text, sizeof text, "%d,%.2f,%.9f,%.9f,%d,%d,%.3f,%.3f,%.3f,%.5f,%d,%.3f,%.3f,%.5f,%d", sequence,
-                  timeOfDay, latitude, longitude, fixQuality, satellites, x, y, speed, heading, pass, crossTrack,
-                  alongTrack, headingError, onLine);
+    const bool moving = speed >= 0;
+    const std::string fields[] = {std::to_string(sequence),
+                                  IsoTime(utc, 2),
+                                  Figure(timeOfDay, 2, timeOfDay >= 0),
+                                  Figure(latitude, 9),
+                                  Figure(longitude, 9),
+                                  Figure(altitude, 3),
+                                  fixQuality >= 0 ? std::to_string(fixQuality) : "",
+                                  satellites >= 0 ? std::to_string(satellites) : "",
+                                  Figure(x, 3),
+                                  Figure(y, 3),
+                                  Figure(speed, 3, moving),
+                                  Figure(speed * 3.6, 2, moving),
+                                  Figure(HeadingToCourse(heading), 2, moving),
+                                  std::to_string(pass),
+                                  Figure(crossTrack, 3),
+                                  Figure(alongTrack, 3),
+                                  Figure(-Core::Maths::Degrees(headingError), 2, moving),
+                                  std::to_string(onLine)};
+    std::string text = fields[0];
+    for (std::size_t i = 1; i < sizeof fields / sizeof fields[0]; ++i)
+        text += "," + fields[i];
     return text;
 }
 
 std::string FixRecord::Text() const
 {
-    char text[320];
-    std::snprintf(text, sizeof text,
-                  "#%d  t %.2f  %.9f %.9f  q%d  sats %d  x %.3f y %.3f  %.2f m/s  pass %d  xte %+.3f m  along "
-                  "%.2f m  heading error %+.2f deg%s",
-                  sequence, timeOfDay, latitude, longitude, fixQuality, satellites, x, y, speed, pass, crossTrack,
-                  alongTrack, Core::Maths::Degrees(headingError), onLine ? "" : "  (off the line)");
-    return text;
+    const bool moving = speed >= 0;
+    std::string text = "#" + std::to_string(sequence) + "  " +
+                       (utc >= 0 ? IsoTime(utc, 2) : "time of day " + Figure(timeOfDay, 2) + " s") + "  " +
+                       Figure(latitude, 9) + " " + Figure(longitude, 9);
+    if (!std::isnan(altitude))
+        text += "  " + Figure(altitude, 2) + " m";
+    text += "  quality " + (fixQuality >= 0 ? std::to_string(fixQuality) : std::string("unknown"));
+    if (satellites >= 0)
+        text += "  sats " + std::to_string(satellites);
+    if (moving)
+        text += "  " + Figure(speed, 2) + " m/s (" + Figure(speed * 3.6, 1) + " km/h)  heading " +
+                Figure(HeadingToCourse(heading), 1) + " deg";
+    text += "  pass " + std::to_string(pass) + "  xte " + (crossTrack >= 0 ? "+" : "") + Figure(crossTrack, 3) +
+            " m  along " + Figure(alongTrack, 2) + " m";
+    if (moving)
+        text += "  heading error " + Figure(-Core::Maths::Degrees(headingError), 2) + " deg";
+    return text + (onLine ? "" : "  (off the line)");
 }
 
 bool FixRecord::operator==(const FixRecord& o) const

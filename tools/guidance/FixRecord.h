@@ -40,10 +40,13 @@ struct FixRecord
     // input-mode one; false when a field is missing on reading.
     bool Process(Core::IO::ObjectStore& store);
 
-    // Column names of CSV().
+    // Column names of CSV(), with their units: times as ISO 8601 UTC and
+    // seconds of the day, angles in degrees, heading clockwise from north and
+    // heading error clockwise from the pass's direction, distances in metres,
+    // speed in m/s and km/h. An unknown value is an empty field.
     static std::string CSVHeader();
     std::string CSV() const;
-    // One readable line.
+    // One readable line with the same units; unknown values are left out.
     std::string Text() const;
 
     bool operator==(const FixRecord& other) const;

@@ -32,8 +32,10 @@ const char kUsage[] =
 
 std::string VersionText()
 {
-    return "guidance " + Core::Version::FormatVersion(Core::Version::ParseVersion(CORELIB_VERSION)) + " (software " +
-           Core::Utilities::GetSoftwareVersion() + ")";
+    // Both numbers are fixed when the tool is built, so the text is the same
+    // wherever it runs; the device's version file is for `info` to show.
+    const std::string version = Core::Version::FormatVersion(Core::Version::ParseVersion(CORELIB_VERSION));
+    return "guidance " + version + " (built with libCoreLibrary " + version + ")";
 }
 
 namespace

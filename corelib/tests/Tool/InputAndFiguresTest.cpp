@@ -8,6 +8,7 @@
 #include "input/FieldFile.h"
 #include "input/FixAssembler.h"
 #include "input/RmcSentence.h"
+#include "input/UtcTime.h"
 
 #include <gtest/gtest.h>
 
@@ -67,6 +68,20 @@ TEST(RmcSentenceTest, DecodesTheFieldsOfEveryTalker)
         EXPECT_NEAR(c.speed, fix.speedMetres, 1e-9) << line;
         EXPECT_NEAR(c.course, fix.courseDegrees, 1e-9) << line;
     }
+}
+
+TEST(UtcTimeTest, GpsWeekFromTheFixedEpochAndTheLeapSeconds)
+{
+    // GPS week 1930 began on Sunday 1 January 2017, 18 s before UTC's midnight.
+    int week = 0;
+    double seconds = 0;
+    GpsTime(1483228800, 18, week, seconds);
+    EXPECT_EQ(1930, week);
+    EXPECT_DOUBLE_EQ(18, seconds);
+    // Midnight of 1 January 1980 is five days before the epoch.
+    GpsTime(315532800, 0, week, seconds);
+    EXPECT_EQ(-1, week);
+    EXPECT_DOUBLE_EQ(2 * 86400, seconds);
 }
 
 TEST(FixAssemblerTest, GathersEpochsInAnyOrderAndDatesThemPastMidnight)

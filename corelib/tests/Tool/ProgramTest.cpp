@@ -207,6 +207,18 @@ TEST_F(ProgramTest, AReceiverLogFromGpsbabelReplaysWithFullDateTimes)
     EXPECT_NE(std::string::npos, summary.find("     1     0  2024-05-01T23:59:5")) << summary;
 }
 
+TEST_F(ProgramTest, VersionAndLeapSecondsDoNotDependOnWhereTheToolRuns)
+{
+    const CoreTest::ChildResult here = Run("--version");
+    const CoreTest::ChildResult root =
+        CoreTest::RunCommand("cd / && " + ToolTest::GuidanceCommand() + " --version 2>/dev/null");
+    EXPECT_EQ(here.output, root.output);
+    EXPECT_EQ(0u, here.output.find("guidance ")) << here.output;
+    EXPECT_NE(std::string::npos, here.output.find("libCoreLibrary")) << here.output;
+    EXPECT_NE(std::string::npos, Run("info").output.find("(GPS - UTC = 18 leap seconds)"));
+    EXPECT_NE(std::string::npos, Run("info --leap-seconds 17").output.find("(GPS - UTC = 17 leap seconds)"));
+}
+
 TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)
 {
     // The broken pipe ends the output quietly: status 0 and nothing on stderr.

@@ -66,4 +66,12 @@ std::string IsoTime(double utc, int decimals)
     return text;
 }
 
+void GpsTime(double utc, int leapSeconds, int& week, double& secondsOfWeek)
+{
+    const double kSecondsPerWeek = 7 * kSecondsPerDay;
+    const double gps = utc - UtcSeconds(1980, 1, 6, 0) + leapSeconds;
+    week = static_cast<int>(std::floor(gps / kSecondsPerWeek));
+    secondsOfWeek = gps - week * kSecondsPerWeek;
+}
+
 } // namespace GuidanceTool

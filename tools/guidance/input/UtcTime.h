@@ -18,6 +18,10 @@ double UtcSeconds(int year, int month, int day, double timeOfDay);
 // (0 drops the point); "" for a negative time, which marks an unknown one.
 std::string IsoTime(double utc, int decimals);
 
+// GPS week and seconds of the week of a UTC time (seconds since 1970), GPS
+// time being ahead of UTC by leapSeconds and starting at 1980-01-06T00:00:00Z.
+void GpsTime(double utc, int leapSeconds, int& week, double& secondsOfWeek);
+
 } // namespace GuidanceTool
 
 #endif
