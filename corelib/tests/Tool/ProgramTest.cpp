@@ -17,6 +17,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sstream>
+#include <sys/sysmacros.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -38,6 +39,13 @@ protected:
                                     timeoutSeconds);
     }
     std::string Stderr() const { return ReadBytes(m_dir.File("err.txt")); }
+    // Runs a shell script in the test directory; $G is the program.
+    CoreTest::ChildResult Script(const std::string& script, double timeoutSeconds = 120.0)
+    {
+        return CoreTest::RunCommand("cd " + m_dir.Path() + " || exit 99; G='" + ToolTest::GuidanceCommand() + "'; " +
+                                        script,
+                                    timeoutSeconds);
+    }
     std::string File(const std::string& name) const { return m_dir.File(name); }
 
     void WriteField(const std::string& name, const std::string& text)
@@ -289,6 +297,145 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
     EXPECT_EQ(expected, dump.output);
     EXPECT_EQ(records.size() - 1, matched);
     EXPECT_NE(std::string::npos, Stderr().find(std::to_string(records.size() - 1) + " records")) << Stderr();
+}
+
+mode_t ModeOf(const std::string& path)
+{
+    struct stat info;
+    return lstat(path.c_str(), &info) == 0 ? info.st_mode : 0;
+}
+
+// Every output lands where its name leads: a symbolic link keeps existing and
+// its target gets the new contents and keeps its mode, a FIFO and a device are
+// written in place, a new file gets 0666 less the umask.
+TEST_F(ProgramTest, OutputsWriteThroughLinksFifosAndDevicesKeepingModes)
+{
+    ASSERT_EQ(0, Run("simulate --passes 1 --output reference.nmea").exitStatus) << Stderr();
+    const std::string reference = ReadBytes(File("reference.nmea"));
+    ASSERT_TRUE(CoreTest::WriteBytes(File("target.nmea"), "old"));
+    ASSERT_EQ(0, chmod(File("target.nmea").c_str(), 0604));
+    ASSERT_EQ(0, symlink("target.nmea", File("link.nmea").c_str()));
+    ASSERT_EQ(0, mkfifo(File("fifo").c_str(), 0600));
+    // A device node of our own (the null device) where the system allows one.
+    const bool device = mknod(File("null").c_str(), S_IFCHR | 0666, makedev(1, 3)) == 0;
+    const CoreTest::ChildResult result =
+        Script("umask 027; $G simulate --passes 1 --output link.nmea && $G simulate --passes 1 --output new.nmea && "
+               "{ cat fifo > fromfifo & $G simulate --passes 1 --output fifo; } && wait && " +
+               std::string(device ? "$G simulate --passes 1 --output null" : "true"));
+    ASSERT_EQ(0, result.exitStatus) << result.output;
+    EXPECT_TRUE(S_ISLNK(ModeOf(File("link.nmea"))));
+    EXPECT_EQ(S_IFREG | 0604u, ModeOf(File("target.nmea")));
+    EXPECT_EQ(reference, ReadBytes(File("target.nmea")));
+    EXPECT_EQ(S_IFREG | 0640u, ModeOf(File("new.nmea")));
+    EXPECT_TRUE(S_ISFIFO(ModeOf(File("fifo"))));
+    EXPECT_EQ(reference, ReadBytes(File("fromfifo")));
+    EXPECT_TRUE(!device || S_ISCHR(ModeOf(File("null"))));
+
+    // The record file and the stick copies behave the same.
+    ASSERT_EQ(0, mkdir(File("run").c_str(), 0777));
+    ASSERT_EQ(0, mkdir(File("stick").c_str(), 0777));
+    ASSERT_EQ(0, symlink("../records.rec", File("run/fixes.rec").c_str()));
+    ASSERT_EQ(0, symlink("../stick.kml", File("stick/drive.kml").c_str()));
+    ASSERT_EQ(0, Run("replay --output run --stick stick reference.nmea").exitStatus) << Stderr();
+    EXPECT_TRUE(S_ISLNK(ModeOf(File("run/fixes.rec"))) && S_ISLNK(ModeOf(File("stick/drive.kml"))));
+    EXPECT_GT(GuidanceTool::ReadRecordFile(File("records.rec")).records.size(), 100u);
+    EXPECT_EQ(ReadBytes(File("run/drive.kml")), ReadBytes(File("stick.kml")));
+}
+
+// One table of exit statuses: in every command's help, and kept by failures
+// to write standard output.
+TEST_F(ProgramTest, ExitStatusesFollowTheTable)
+{
+    for (const char* command : {"simulate", "replay", "dump", "info", "demo"})
+    {
+        const CoreTest::ChildResult help = Run(std::string(command) + " --help");
+        EXPECT_EQ(0, help.exitStatus) << command;
+        EXPECT_NE(std::string::npos, help.output.find("  2       bad usage or bad input\n")) << command;
+        EXPECT_NE(std::string::npos, help.output.find("  128+N   interrupted by signal N")) << command;
+    }
+    ASSERT_EQ(0, Run("simulate --passes 1 --output drive.nmea").exitStatus);
+    ASSERT_EQ(0, Run("replay --no-stick --output run drive.nmea").exitStatus);
+    const struct
+    {
+        std::string arguments, message;
+    } cases[] = {
+        {"dump run/fixes.rec > /dev/full", "guidance: dump: standard output: write failed: No space left on device\n"},
+        {"info > /dev/full", "guidance: info: standard output: write failed: No space left on device\n"},
+        {"simulate > /dev/full", "guidance: simulate: standard output: write failed: No space left on device\n"},
+        {"simulate --output /dev/full", "guidance: simulate: /dev/full: write failed: No space left on device\n"},
+    };
+    for (const auto& c : cases)
+    {
+        EXPECT_EQ(1, Run(c.arguments).exitStatus) << c.arguments;
+        EXPECT_EQ(c.message, Stderr()) << c.arguments;
+    }
+    EXPECT_TRUE(S_ISCHR(ModeOf("/dev/full")));
+}
+
+// A replay reading input that never ends, stopped by a signal once its first
+// records are synced: SIGTERM is an interruption with complete outputs, a
+// crash says where its log is, and records of a killed run are kept by the
+// next run for dump to read.
+TEST_F(ProgramTest, SignalsEndARunWithItsOutputsAndRecordsKept)
+{
+    // A name with markup and non-ASCII letters: the KML must still be well-formed.
+    std::string field = ToolTest::StraightFieldText(48.1, 11.5, 60, 6, "Linear");
+    field.replace(field.find("Test strip"), 10, "Weide \xe2\x80\x9cS\xc3\xbc\x64\xe2\x80\x9d &amp; &lt;Nord&gt;");
+    WriteField("field.xml", field);
+    ASSERT_EQ(0, Run("simulate --field field.xml --passes 1 --output drive.nmea").exitStatus);
+    auto stopWith = [&](const char* signal) {
+        return Script("mkfifo in; $G replay --no-stick --field field.xml --output run - < in > out.txt 2> err.txt & "
+                      "pid=$!; exec 3> in; cat drive.nmea >&3; "
+                      "for i in $(seq 1200); do [ -s \"$(ls run/*.partial 2>/dev/null | head -n 1)\" ] && break; "
+                      "sleep 0.1; done; kill -" +
+                      std::string(signal) + " $pid; wait $pid; echo $? > status.txt; exec 3>&-; rm in");
+    };
+    stopWith("TERM");
+    EXPECT_EQ("143\n", ReadBytes(File("status.txt"))) << Stderr();
+    EXPECT_EQ("", Stderr());
+    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}), ToolTest::ListDirectory(File("run")));
+    EXPECT_EQ(0, CoreTest::RunCommand("xmllint --noout " + File("run/drive.kml")).exitStatus);
+
+    stopWith("SEGV");
+    EXPECT_EQ("139\n", ReadBytes(File("status.txt")));
+    const std::string crash = Stderr();
+    const std::size_t log = crash.find("/tmp/guidance_");
+    ASSERT_NE(std::string::npos, log) << crash;
+    const std::string logPath = crash.substr(log, crash.find(':', log) - log);
+    EXPECT_TRUE(CoreTest::FileExists(logPath)) << crash;
+    std::remove(logPath.c_str());
+
+    // The crashed run's records and a killed run's are both kept, named by
+    // their start times, each by the run after it.
+    stopWith("KILL");
+    EXPECT_NE(std::string::npos, Stderr().find(": kept the records of an interrupted run: renamed to run/fixes-"));
+    ASSERT_EQ(0, Run("replay --no-stick --field field.xml --output run drive.nmea").exitStatus) << Stderr();
+    const std::vector<std::string> names = ToolTest::ListDirectory(File("run"));
+    const std::string notices = Stderr();
+    ASSERT_EQ(5u, names.size()) << notices;
+    EXPECT_EQ(1, std::count(notices.begin(), notices.end(), '\n')) << notices;
+    for (std::size_t i = 1; i <= 2; ++i)
+    {
+        EXPECT_EQ(0u, names[i].find("fixes-interrupted-20")) << names[i];
+        const CoreTest::ChildResult dump = Run("dump run/" + names[i]);
+        EXPECT_EQ(0, dump.exitStatus);
+        EXPECT_NE(std::string::npos, dump.output.find(" blocks of other kinds, 0 bytes skipped as damaged, 0 missing"))
+            << dump.output;
+    }
+}
+
+// Memory does not grow with the drive: 200 passes (about 43 MB of sentences)
+// are simulated within 30 MB of address space.
+TEST_F(ProgramTest, SimulationRunsInBoundedMemory)
+{
+    if (CoreTest::kSanitized || CoreTest::kTargetEmulated)
+        GTEST_SKIP() << "the sanitizers' shadow memory and the emulator's guest space need more address space "
+                        "than the limit";
+    const CoreTest::ChildResult result =
+        Script("(ulimit -v 30000; $G simulate --passes 200 2> err.txt | wc -c > size.txt)");
+    EXPECT_EQ(0, result.exitStatus) << result.output;
+    EXPECT_EQ("", Stderr());
+    EXPECT_GT(std::atol(ReadBytes(File("size.txt")).c_str()), 40000000L);
 }
 
 // A pseudo-terminal pair whose slave side is raw, as a receiver's port is.

@@ -85,8 +85,12 @@ TEST_F(ReplayTest, DamagedBlocksAreSkippedAndTheRestRead)
     }
     std::string bytes = CoreTest::ReadBytes(RecordPath());
     const std::size_t blockSize = bytes.size() / 5;
-    // A flipped payload byte in the second block and a torn tail on the last.
+    // A flipped payload byte in the second block, a flipped tag bit in the
+    // third (the checksum does not cover the tag: the block reads as another
+    // kind) and a torn tail on the last.
+    const std::size_t kTagOffset = 6;
     bytes[blockSize + 20] ^= 0x40;
+    bytes[2 * blockSize + kTagOffset] ^= 0x01;
     bytes.resize(bytes.size() - 3);
     ASSERT_TRUE(CoreTest::WriteBytes(RecordPath(), bytes));
 
@@ -94,8 +98,12 @@ TEST_F(ReplayTest, DamagedBlocksAreSkippedAndTheRestRead)
     std::vector<int> sequences;
     for (const FixRecord& record : contents.records)
         sequences.push_back(record.sequence);
-    EXPECT_EQ((std::vector<int>{1, 3, 4}), sequences);
+    EXPECT_EQ((std::vector<int>{1, 4}), sequences);
+    EXPECT_EQ(1u, contents.otherBlocks);
     EXPECT_EQ(static_cast<long long>(2 * blockSize - 3), contents.skippedBytes);
+    // Both lost fixes are named, whichever way each was lost.
+    EXPECT_EQ(2, contents.gaps.Missing());
+    EXPECT_EQ("2-3", contents.gaps.Text());
 }
 
 // The simulator drives its own curve and offsets to the right of the line;
@@ -137,6 +145,32 @@ TEST_F(ReplayTest, SimulatedPassesAreFoundWhereTheSimulatorDroveThem)
     // shorter: 200 m times (300 - 12 k) / 300 for k = 0..3 is 752 m. Each of the
     // three headland turns is a half circle 12 m across with 3 m runs in and out.
     EXPECT_NEAR(752 + 3 * (M_PI * 6 + 6), replayer.DistanceDriven(), 8);
+}
+
+// A field across the 180th meridian is a field like any other: measured in
+// metres the short way round, not across the whole globe.
+TEST_F(ReplayTest, AFieldAcrossTheAntimeridianIsMeasuredInMetres)
+{
+    // 0.0004 degrees of longitude at 16.5 S: 42.7 m heading east. A degree of
+    // longitude there is 106.74 km and of latitude 110.6 km (published tables).
+    const Field field = Field::FromText("<field><guidance><width>20</width><point lat=\"-16.5\" lon=\"179.9998\"/>"
+                                        "<point lat=\"-16.5\" lon=\"-179.9998\"/></guidance></field>",
+                                        "fiji.xml");
+    Replayer replayer(field, RecordPath());
+    FixReport fix = FixNorthOfStart(0, 10);
+    fix.latitude = -16.5;
+    fix.longitude = -179.9999; // 32.0 m along the line
+    replayer.Feed(GgaSentence(fix));
+    fix.latitude = -16.49995; // 5.5 m north, left of the line
+    fix.longitude = 179.9999; // 10.7 m along
+    replayer.Feed(GgaSentence(fix));
+    replayer.Finish();
+    const std::vector<FixRecord> records = ReadRecordFile(replayer.RecordPath()).records;
+    ASSERT_EQ(2u, records.size());
+    EXPECT_NEAR(32.02, records[0].alongTrack, 0.05);
+    EXPECT_NEAR(0, records[0].crossTrack, 0.05);
+    EXPECT_NEAR(10.67, records[1].alongTrack, 0.05);
+    EXPECT_NEAR(5.53, records[1].crossTrack, 0.05);
 }
 
 } // namespace
