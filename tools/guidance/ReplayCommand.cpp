@@ -8,6 +8,7 @@
 #include "SerialLink.h"
 #include "Tool.h"
 #include "Utilities/FileUtilities.h"
+#include "output/FixSink.h"
 #include "output/OutputStream.h"
 #include "output/Progress.h"
 #include "output/StickCopy.h"
@@ -246,14 +247,6 @@ ReplayResult RunReplay(const Field& field, const std::string& outputDirectory, c
     const std::string directory = PrepareOutputDirectory(outputDirectory);
     const bool terminal = isatty(STDOUT_FILENO) != 0;
     Replayer replayer(field, directory + kRecordFile);
-    std::vector<std::unique_ptr<Export>> exports;
-    for (const auto& [name, make] : {std::make_pair(kKmlFile, &KmlExport), std::make_pair(kGpxFile, &GpxExport),
-                                     std::make_pair(kGeoJsonFile, &GeoJsonExport),
-                                     std::make_pair(kReportFile, &ReportExport)})
-    {
-        exports.push_back(std::make_unique<Export>(directory + name, make));
-        replayer.AddSink(*exports.back()->sink);
-    }
     StatusLine status(terminal);
     feed(replayer, status);
     // Input outruns the medium: keep the status moving while the records land.
@@ -273,20 +266,34 @@ ReplayResult RunReplay(const Field& field, const std::string& outputDirectory, c
         PrintMessage(input + ": " + warning);
         warnings += "  warning: " + warning + "\n";
     }
-    const RecordFileContents written = ReadRecordFile(replayer.RecordPath(), [](const FixRecord&) {});
+    // The exports are drawn from the records as they reached the file, read
+    // back one at a time; without a fix there is nothing to draw.
+    std::vector<std::unique_ptr<Export>> exports;
+    if (replayer.Plane() != nullptr)
+        for (const auto& [name, make] : {std::make_pair(kKmlFile, &KmlExport), std::make_pair(kGpxFile, &GpxExport),
+                                         std::make_pair(kGeoJsonFile, &GeoJsonExport),
+                                         std::make_pair(kReportFile, &ReportExport)})
+        {
+            exports.push_back(std::make_unique<Export>(directory + name, make));
+            exports.back()->sink->Begin(RunContext{field, *replayer.Plane(), *replayer.Line()});
+        }
+    const RecordFileContents written = ReadRecordFile(replayer.RecordPath(), [&](const FixRecord& record) {
+        for (const auto& output : exports)
+            output->sink->Add(record);
+    });
+    for (const auto& output : exports)
+        output->sink->End(replayer.Statistics());
     const std::string summary = "Replay of " + (field.name.empty() ? std::string("the field") : field.name) + "\n" +
                                 replayer.Summary(written.CountsText()) + warnings;
     OutputFile summaryFile(directory + kSummaryFile);
     summaryFile.Write(summary);
 
-    // The exports began with the first fix; without one they are left unwritten.
     std::vector<std::string> outputs = {directory + kRecordFile, directory + kSummaryFile};
-    if (replayer.Plane() != nullptr)
-        for (const auto& output : exports)
-        {
-            output->stream.Commit();
-            outputs.push_back(output->file.Path());
-        }
+    for (const auto& output : exports)
+    {
+        output->stream.Commit();
+        outputs.push_back(output->file.Path());
+    }
     summaryFile.Commit();
     replayer.CommitRecords();
     std::fputs(summary.c_str(), stdout);

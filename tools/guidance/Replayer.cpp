@@ -47,9 +47,6 @@ void Replayer::Finish()
     TakeFixes();
     m_statistics.Finish();
     m_writer.Finish();
-    if (m_plane)
-        for (FixSink* sink : m_sinks)
-            sink->End(m_statistics);
 }
 
 int Replayer::ProcessCompletions()
@@ -89,8 +86,6 @@ void Replayer::TakeFixes()
         {
             m_plane.reset(new LocalPlane(record.latitude, record.longitude));
             m_line.reset(new GuidanceLine(m_field, *m_plane));
-            for (FixSink* sink : m_sinks)
-                sink->Begin(RunContext{m_field, *m_plane, *m_line});
         }
         const Core::Maths::Vector2<double> position = m_plane->ToPlane(record.latitude, record.longitude);
         record.x = position.x;
@@ -99,8 +94,6 @@ void Replayer::TakeFixes()
         m_line->Measure(record);
         m_statistics.Add(record);
         m_check.Fix(record, *m_plane);
-        for (FixSink* sink : m_sinks)
-            sink->Add(record);
         m_latest = record;
         ++m_recordCount;
         m_writer.Append(record);

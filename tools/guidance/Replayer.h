@@ -1,10 +1,9 @@
 // The replay of one run of NMEA input: splits the input into sentences,
 // gathers them into fixes (FixAssembler), measures each fix against the
 // guidance line (in a plane around the first fix), records it through a
-// RecordWriter, hands it to the run's exporters, and keeps the counts, the
-// run's figures and the checks of the input for the summary. Memory stays
-// bounded however long the input: records go to the file and the exporters,
-// not into memory, and the figures are kept running.
+// RecordWriter, and keeps the counts, the run's figures and the checks of the
+// input for the summary. Memory stays bounded however long the input: records
+// go to the file, not into memory, and the figures are kept running.
 // Not thread-safe: belongs to the main thread.
 #ifndef GUIDANCE_REPLAYER_H
 #define GUIDANCE_REPLAYER_H
@@ -17,7 +16,6 @@
 #include "guidance/InputCheck.h"
 #include "guidance/RunStatistics.h"
 #include "input/FixAssembler.h"
-#include "output/FixSink.h"
 
 #include <memory>
 #include <string>
@@ -44,15 +42,10 @@ public:
     Replayer(const Replayer&) = delete;
     Replayer& operator=(const Replayer&) = delete;
 
-    // Hands every fix, from the first on, to sink as well (not owned; it must
-    // outlive the replay). Call before the first Feed().
-    void AddSink(FixSink& sink) { m_sinks.push_back(&sink); }
-
     // Takes the next piece of input; complete lines are handled at once.
     void Feed(const std::string& chunk);
-    // Ends the input (a last line without a line end counts), writes every
-    // record and ends the exporters. Throws ToolError when a record could not
-    // be written.
+    // Ends the input (a last line without a line end counts) and writes every
+    // record. Throws ToolError when a record could not be written.
     void Finish();
     // Renames the record file into place (RecordWriter::Commit()).
     void CommitRecords() { m_writer.Commit(); }
@@ -89,7 +82,7 @@ public:
 private:
     // Decodes one line and acts on the fixes it completes.
     void HandleLine(const std::string& line);
-    // Measures, records and exports the fixes the assembler has finished.
+    // Measures and records the fixes the assembler has finished.
     void TakeFixes();
 
     Field m_field;
@@ -101,7 +94,6 @@ private:
     InputCheck m_check;
     FixAssembler m_assembler;
     RunStatistics m_statistics;
-    std::vector<FixSink*> m_sinks;
     FixRecord m_latest;
     long m_recordCount = 0;
 };

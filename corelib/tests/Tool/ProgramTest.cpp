@@ -331,15 +331,12 @@ TEST_F(ProgramTest, OutputsWriteThroughLinksFifosAndDevicesKeepingModes)
     EXPECT_EQ(reference, ReadBytes(File("fromfifo")));
     EXPECT_TRUE(!device || S_ISCHR(ModeOf(File("null"))));
 
-    // The record file and the stick copies behave the same.
+    // The record file behaves the same.
     ASSERT_EQ(0, mkdir(File("run").c_str(), 0777));
-    ASSERT_EQ(0, mkdir(File("stick").c_str(), 0777));
     ASSERT_EQ(0, symlink("../records.rec", File("run/fixes.rec").c_str()));
-    ASSERT_EQ(0, symlink("../stick.kml", File("stick/drive.kml").c_str()));
-    ASSERT_EQ(0, Run("replay --output run --stick stick reference.nmea").exitStatus) << Stderr();
-    EXPECT_TRUE(S_ISLNK(ModeOf(File("run/fixes.rec"))) && S_ISLNK(ModeOf(File("stick/drive.kml"))));
+    ASSERT_EQ(0, Run("replay --output run --no-stick reference.nmea").exitStatus) << Stderr();
+    EXPECT_TRUE(S_ISLNK(ModeOf(File("run/fixes.rec"))));
     EXPECT_GT(GuidanceTool::ReadRecordFile(File("records.rec")).records.size(), 100u);
-    EXPECT_EQ(ReadBytes(File("run/drive.kml")), ReadBytes(File("stick.kml")));
 }
 
 // One table of exit statuses: in every command's help, and kept by failures
@@ -393,7 +390,9 @@ TEST_F(ProgramTest, SignalsEndARunWithItsOutputsAndRecordsKept)
     stopWith("TERM");
     EXPECT_EQ("143\n", ReadBytes(File("status.txt"))) << Stderr();
     EXPECT_EQ("", Stderr());
-    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}), ToolTest::ListDirectory(File("run")));
+    EXPECT_EQ((std::vector<std::string>{"drive.geojson", "drive.gpx", "drive.kml", "fixes.rec", "report.html",
+                                        "summary.txt"}),
+              ToolTest::ListDirectory(File("run")));
     EXPECT_EQ(0, CoreTest::RunCommand("xmllint --noout " + File("run/drive.kml")).exitStatus);
 
     stopWith("SEGV");
@@ -412,9 +411,10 @@ TEST_F(ProgramTest, SignalsEndARunWithItsOutputsAndRecordsKept)
     ASSERT_EQ(0, Run("replay --no-stick --field field.xml --output run drive.nmea").exitStatus) << Stderr();
     const std::vector<std::string> names = ToolTest::ListDirectory(File("run"));
     const std::string notices = Stderr();
-    ASSERT_EQ(5u, names.size()) << notices;
+    ASSERT_EQ(8u, names.size()) << notices;
     EXPECT_EQ(1, std::count(notices.begin(), notices.end(), '\n')) << notices;
-    for (std::size_t i = 1; i <= 2; ++i)
+    // After the three exports: drive.geojson, drive.gpx and drive.kml.
+    for (std::size_t i = 3; i <= 4; ++i)
     {
         EXPECT_EQ(0u, names[i].find("fixes-interrupted-20")) << names[i];
         const CoreTest::ChildResult dump = Run("dump run/" + names[i]);

@@ -39,7 +39,7 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
         return Outcome::Malformed;
     if (rmcResult == RmcResult::Decoded)
     {
-        EpochAt(rmc.timeOfDay);
+        EpochAt(rmc.timeOfDay, m_hasRmc);
         m_midnight = rmc.utc - rmc.timeOfDay;
         m_rmcTime = rmc.timeOfDay;
         m_hasRmc = true;
@@ -68,7 +68,7 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
         return parsed == kNotIdentified ? Outcome::Checksum : Outcome::Malformed;
     if (parsed == Core::Nmea::NMEA_GGA)
     {
-        EpochAt(data.gga.timeOfDay);
+        EpochAt(data.gga.timeOfDay, m_hasGga);
         m_hasGga = true;
         m_ggaPosition = data.gga.fixQuality > 0;
         if (!m_ggaPosition)
@@ -93,9 +93,9 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
     return Outcome::Decoded;
 }
 
-void FixAssembler::EpochAt(double timeOfDay)
+void FixAssembler::EpochAt(double timeOfDay, bool repeated)
 {
-    if (m_open && timeOfDay == m_time)
+    if (m_open && timeOfDay == m_time && !repeated)
         return;
     CloseEpoch();
     m_open = true;

@@ -2,13 +2,13 @@
 // several sentences with the same time of day, in an order that varies by
 // make: GGA (position, quality, satellites, height), RMC (date, validity,
 // position, speed, course) and VTG (speed and course, no time). The sentences
-// of one epoch are gathered until a sentence with another time, or the end,
-// closes it; a VTG belongs to the epoch of the timed sentence before it. The
-// epoch gives a fix when its GGA has a quality above 0, or, without a GGA,
-// when its RMC is valid (quality then unknown). The last RMC's
-// date dates every later fix, a day added when the time of day wraps past
-// midnight. Lines are decoded by the library's parser (GGA and VTG) and by
-// DecodeRmc; every talker is accepted.
+// of one epoch are gathered until a sentence with another time, a second GGA
+// or RMC, or the end, closes it; a VTG belongs to the epoch of the timed
+// sentence before it. The epoch gives a fix when its GGA has a quality above
+// 0, or, without a GGA, when its RMC is valid (quality then unknown). The
+// last RMC's date dates every later fix, a day added when the time of day
+// wraps past midnight. Lines are decoded by the library's parser (GGA and
+// VTG) and by DecodeRmc; every talker is accepted.
 // Not thread-safe: belongs to the thread that replays.
 #ifndef GUIDANCE_INPUT_FIXASSEMBLER_H
 #define GUIDANCE_INPUT_FIXASSEMBLER_H
@@ -50,8 +50,9 @@ public:
     bool Next(FixRecord& point);
 
 private:
-    // Starts a new epoch when time differs from the open one's.
-    void EpochAt(double timeOfDay);
+    // Starts a new epoch when time differs from the open one's, or when the
+    // sentence's type already came in the open one (repeated).
+    void EpochAt(double timeOfDay, bool repeated);
     void CloseEpoch();
 
     InputCheck& m_check;
