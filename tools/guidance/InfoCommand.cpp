@@ -1,9 +1,9 @@
 // `guidance info`: the version and the clocks as the library reads them.
 #include "Options.h"
 #include "Tool.h"
+#include "UtcTime.h"
 #include "Utilities/Time.h"
 #include "Utilities/Version.h"
-#include "input/UtcTime.h"
 
 #include <cstdio>
 #include <ctime>

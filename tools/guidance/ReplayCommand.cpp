@@ -1,17 +1,17 @@
 // `guidance replay` and `guidance demo`: guidance over NMEA input from a file,
 // standard input or a serial device, with records, a summary, the exports
 // (KML, GPX, GeoJSON), the report page and a copy to the USB stick.
+#include "FixSink.h"
 #include "Interruption.h"
 #include "OutputFile.h"
+#include "OutputStream.h"
+#include "Progress.h"
 #include "RecordFile.h"
 #include "Replayer.h"
 #include "SerialLink.h"
+#include "StickCopy.h"
 #include "Tool.h"
 #include "Utilities/FileUtilities.h"
-#include "output/FixSink.h"
-#include "output/OutputStream.h"
-#include "output/Progress.h"
-#include "output/StickCopy.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,9 +1,9 @@
 // guidance: drives the library from positioning input to guidance records and
 // exports. The commands live in the guidance_tool library (Tool.h).
+#include "StickCopy.h"
 #include "Tool.h"
 #include "ToolError.h"
 #include "Utilities/CrashHandler.h"
-#include "output/StickCopy.h"
 
 #include <cerrno>
 #include <csignal>

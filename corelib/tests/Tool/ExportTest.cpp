@@ -3,9 +3,9 @@
 // xmllint, ogrinfo and gpsbabel, and the report rendered to a picture by a
 // headless browser; and the stick copy's folder per run.
 #include "RecordFile.h"
+#include "StickCopy.h"
 #include "Support/TestSupport.h"
 #include "ToolTestSupport.h"
-#include "output/StickCopy.h"
 
 #include <gtest/gtest.h>
 

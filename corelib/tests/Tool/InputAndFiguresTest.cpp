@@ -2,13 +2,13 @@
 // published example sentence as the reference), epochs gathered whatever the
 // order of their sentences, dates carried past midnight; and the per-pass
 // figures of a run, overlaps counted once.
+#include "FieldFile.h"
+#include "FixAssembler.h"
 #include "Options.h"
+#include "RmcSentence.h"
+#include "RunStatistics.h"
 #include "SentenceWriter.h"
-#include "guidance/RunStatistics.h"
-#include "input/FieldFile.h"
-#include "input/FixAssembler.h"
-#include "input/RmcSentence.h"
-#include "input/UtcTime.h"
+#include "UtcTime.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "RunStatistics.h"
 
-#include "input/UtcTime.h"
+#include "UtcTime.h"
 
 #include <cmath>
 #include <cstdio>

@@ -13,8 +13,8 @@
 #ifndef GUIDANCE_INPUT_FIXASSEMBLER_H
 #define GUIDANCE_INPUT_FIXASSEMBLER_H
 
-#include "guidance/InputCheck.h"
 #include "FixRecord.h"
+#include "InputCheck.h"
 
 #include <deque>
 #include <string>

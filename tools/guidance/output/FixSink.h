@@ -8,12 +8,12 @@
 #ifndef GUIDANCE_OUTPUT_FIXSINK_H
 #define GUIDANCE_OUTPUT_FIXSINK_H
 
+#include "CrossTrackBands.h"
 #include "Field.h"
+#include "FixRecord.h"
 #include "GuidanceLine.h"
 #include "LocalPlane.h"
-#include "guidance/RunStatistics.h"
-#include "FixRecord.h"
-#include "guidance/CrossTrackBands.h"
+#include "RunStatistics.h"
 
 #include <memory>
 #include <ostream>

@@ -1,7 +1,7 @@
 // GeoJSON (RFC 7946) of a run, written a fix at a time: a feature collection
 // of points in WGS-84 longitude, latitude and height.
 #include "FixSink.h"
-#include "input/UtcTime.h"
+#include "UtcTime.h"
 
 #include <cstdio>
 

@@ -1,7 +1,7 @@
 // GPX 1.1 of a run, written a fix at a time.
 #include "FixSink.h"
+#include "UtcTime.h"
 #include "Utilities/UTF8.h"
-#include "input/UtcTime.h"
 
 #include <cstdio>
 

@@ -5,9 +5,9 @@
 // time: only the piece of track being drawn is held, and at most kLongestPiece
 // fixes of it.
 #include "FixSink.h"
-#include "guidance/Printf.h"
+#include "Printf.h"
+#include "UtcTime.h"
 #include "Utilities/UTF8.h"
-#include "input/UtcTime.h"
 
 #include <algorithm>
 #include <cmath>

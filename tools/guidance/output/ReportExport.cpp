@@ -3,7 +3,7 @@
 // track is kept as an evenly thinned sample of bounded size, and the histogram
 // as counts per centimetre, so memory does not grow with the run.
 #include "FixSink.h"
-#include "guidance/Printf.h"
+#include "Printf.h"
 #include "Utilities/UTF8.h"
 
 #include <algorithm>

@@ -2,11 +2,11 @@
 
 #include "IO/Checksums.h"
 #include "OutputFile.h"
+#include "Printf.h"
 #include "Progress.h"
 #include "ToolError.h"
+#include "UtcTime.h"
 #include "Utilities/FileUtilities.h"
-#include "guidance/Printf.h"
-#include "input/UtcTime.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -9,13 +9,13 @@
 #define GUIDANCE_REPLAYER_H
 
 #include "Field.h"
+#include "FixAssembler.h"
 #include "FixRecord.h"
 #include "GuidanceLine.h"
+#include "InputCheck.h"
 #include "LocalPlane.h"
 #include "RecordWriter.h"
-#include "guidance/InputCheck.h"
-#include "guidance/RunStatistics.h"
-#include "input/FixAssembler.h"
+#include "RunStatistics.h"
 
 #include <memory>
 #include <string>

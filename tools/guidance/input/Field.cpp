@@ -1,10 +1,10 @@
 #include "Field.h"
 
+#include "FieldFile.h"
 #include "IO/XML.h"
 #include "LocalPlane.h"
 #include "Options.h"
 #include "Utilities/FileUtilities.h"
-#include "input/FieldFile.h"
 
 #include <cerrno>
 #include <cmath>

@@ -2,8 +2,8 @@
 
 #include "LocalPlane.h"
 #include "Maths/Maths.h"
+#include "UtcTime.h"
 #include "Utilities/StringUtilities.h"
-#include "input/UtcTime.h"
 
 #include <cmath>
 
