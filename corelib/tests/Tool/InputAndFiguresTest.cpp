@@ -222,10 +222,10 @@ TEST(RunStatisticsTest, PassFiguresAndAreaCountOverlapsOnce)
     EXPECT_EQ(1, first.number);
     EXPECT_EQ(0, first.pass);
     EXPECT_DOUBLE_EQ(39.0, first.end - first.start);
-    EXPECT_NEAR(0.0205, first.crossTrack.Mean(), 1e-12);
+    EXPECT_NEAR(0.0205, first.meanCrossTrack, 1e-12);
     // Nearest rank: the 38th of 40 values.
-    EXPECT_NEAR(0.038, first.crossTrack.Percentile95(), 1e-12);
-    EXPECT_NEAR(0.040, first.crossTrack.Maximum(), 1e-12);
+    EXPECT_NEAR(0.038, first.percentile95, 1e-12);
+    EXPECT_NEAR(0.040, first.maximumCrossTrack, 1e-12);
     EXPECT_EQ(1, run.Passes()[1].pass);
     // Pass 0 covered 0..59 m, pass 1 0..29 m, at 3 m wide.
     EXPECT_NEAR(3.0 * (59 + 29), run.AreaWorked(), 1e-9);

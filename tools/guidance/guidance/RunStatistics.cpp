@@ -2,6 +2,7 @@
 
 #include "UtcTime.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -14,7 +15,7 @@ void DistanceFigures::Add(double distance)
     ++m_count;
     m_sum += distance;
     m_maximum = std::max(m_maximum, distance);
-    ++m_millimetres[static_cast<long>(std::ceil(distance * 1000.0))];
+    ++m_millimetres[std::min(kMostMillimetres, static_cast<long>(std::ceil(distance * 1000.0)))];
 }
 
 double DistanceFigures::Percentile95() const
@@ -50,6 +51,7 @@ void RunStatistics::Add(const FixRecord& point)
         if (m_stretchFixes == 0)
         {
             m_stretch = PassFigures();
+            m_stretchCrossTrack = DistanceFigures();
             m_stretch.pass = record.pass;
             m_stretch.start = time;
             m_stretchFrom = m_stretchTo = record.alongTrack;
@@ -57,7 +59,7 @@ void RunStatistics::Add(const FixRecord& point)
         else
             m_stretch.length += std::hypot(record.x - m_previous.x, record.y - m_previous.y);
         m_stretch.end = time;
-        m_stretch.crossTrack.Add(record.crossTrack);
+        m_stretchCrossTrack.Add(record.crossTrack);
         m_stretchFrom = std::min(m_stretchFrom, record.alongTrack);
         m_stretchTo = std::max(m_stretchTo, record.alongTrack);
         ++m_stretchFixes;
@@ -78,6 +80,9 @@ void RunStatistics::CloseStretch()
     if (fixes < kFixesForPass)
         return;
     m_stretch.number = static_cast<int>(m_passes.size()) + 1;
+    m_stretch.meanCrossTrack = m_stretchCrossTrack.Mean();
+    m_stretch.percentile95 = m_stretchCrossTrack.Percentile95();
+    m_stretch.maximumCrossTrack = m_stretchCrossTrack.Maximum();
     m_passes.push_back(m_stretch);
     // Merge the stretch's range with the ranges it touches on the same pass.
     std::map<double, double>& ranges = m_covered[m_stretch.pass];
@@ -160,7 +165,7 @@ std::string RunStatistics::Text() const
         std::snprintf(line, sizeof line, "  %4d  %4d  %-24s  %-24s  %8.1f  %6.1f  %10.3f  %9.3f  %9.3f\n",
                       pass.number, pass.pass, TimeText(pass.start, m_dated).c_str(),
                       TimeText(pass.end, m_dated).c_str(), pass.length, pass.end - pass.start,
-                      pass.crossTrack.Mean(), pass.crossTrack.Percentile95(), pass.crossTrack.Maximum());
+                      pass.meanCrossTrack, pass.percentile95, pass.maximumCrossTrack);
         text += line;
     }
     return text;

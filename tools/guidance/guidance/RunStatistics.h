@@ -4,7 +4,8 @@
 // for the whole run (start, end, duration, distance, mean working speed, area
 // worked with overlaps counted once, share of fixes per quality).
 // Percentiles come from counts of the distance in whole millimetres, so they
-// are exact to a millimetre; only the number of passes driven adds memory.
+// are exact to a millimetre; only the number of passes driven adds memory, a
+// few numbers each.
 // Not thread-safe: belongs to the thread that replays.
 #ifndef GUIDANCE_GUIDANCE_RUNSTATISTICS_H
 #define GUIDANCE_GUIDANCE_RUNSTATISTICS_H
@@ -29,6 +30,10 @@ public:
     double Maximum() const { return m_maximum; }
 
 private:
+    // Distances are counted to the millimetre up to 100 m; farther ones share
+    // the last count, which bounds the memory (the maximum stays exact).
+    static constexpr long kMostMillimetres = 100000;
+
     long m_count = 0;
     double m_sum = 0;
     double m_maximum = 0;
@@ -42,7 +47,10 @@ struct PassFigures
     double start = 0;   // time of the first fix (see FixRecord::Time)
     double end = 0;
     double length = 0;  // metres driven on the pass
-    DistanceFigures crossTrack;
+    // Of the absolute cross-track, metres; kept as figures once the pass ends.
+    double meanCrossTrack = 0;
+    double percentile95 = 0;
+    double maximumCrossTrack = 0;
 };
 
 class RunStatistics
@@ -93,6 +101,7 @@ private:
 
     // The stretch being driven on one pass.
     PassFigures m_stretch;
+    DistanceFigures m_stretchCrossTrack;
     long m_stretchFixes = 0;
     double m_stretchFrom = 0; // along-track range covered
     double m_stretchTo = 0;

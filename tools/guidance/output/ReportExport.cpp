@@ -92,8 +92,9 @@ public:
         const FixRecord& r = point;
         if (m_fixes++ == 0)
             m_start = point.Time();
+        // Beyond 100 m either side the outermost centimetre counts, which bounds the memory.
         if (r.onLine)
-            ++m_centimetres[static_cast<long>(std::floor(r.crossTrack * 100))];
+            ++m_centimetres[std::clamp(static_cast<long>(std::floor(r.crossTrack * 100)), -10000L, 10000L)];
         if ((m_fixes - 1) % m_every != 0)
             return;
         m_samples.push_back(Sample{r.x, r.y, point.Time() - m_start, r.crossTrack, r.onLine != 0});
@@ -254,7 +255,7 @@ private:
             m_out << Printf("<tr><td>%d</td><td>%d</td><td>%.1f</td><td>%.1f</td><td>%.1f</td><td>%.1f</td>"
                             "<td>%.3f</td><td>%.3f</td><td>%.3f</td></tr>\n",
                             p.number, p.pass, p.start - m_start, p.end - m_start, p.length, p.end - p.start,
-                            p.crossTrack.Mean(), p.crossTrack.Percentile95(), p.crossTrack.Maximum());
+                            p.meanCrossTrack, p.percentile95, p.maximumCrossTrack);
         m_out << "</table>\n<p>Start and end in seconds from the first fix.</p>\n";
     }
 
