@@ -3,6 +3,7 @@
 #include "Interruption.h"
 #include "Options.h"
 #include "OutputFile.h"
+#include "Progress.h"
 #include "SerialLink.h"
 #include "Simulator.h"
 #include "Tool.h"
@@ -106,12 +107,18 @@ int Simulate(const Arguments& args)
         link.Drain();
         return InterruptedStatus();
     }
-    OutputFile output(options.Get("output", "-"));
+    const std::string path = options.Get("output", "-");
+    OutputFile output(path);
+    // The drive's length is not known ahead: the seconds simulated so far show.
+    Progress progress("simulating into " + path, 0, "s of driving");
     bool wanted = true;
     SimulateDrive(field, settings, [&](const Epoch& epoch) {
         wanted = output.Write(epoch.text);
+        if (path != "-")
+            progress.Update(static_cast<long long>(epoch.elapsed));
         return wanted && InterruptingSignal() == 0;
     });
+    progress.Close();
     if (wanted)
         output.Commit();
     return InterruptedStatus();

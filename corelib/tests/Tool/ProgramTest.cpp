@@ -461,6 +461,38 @@ struct PseudoTerminal
     std::string slave;
 };
 
+// What a pseudo-terminal's master side receives until it stays quiet for half a second.
+std::string ReadUntilQuiet(int master)
+{
+    std::string text;
+    char buffer[4096];
+    pollfd ready{master, POLLIN, 0};
+    while (poll(&ready, 1, 500) > 0)
+    {
+        const ssize_t count = read(master, buffer, sizeof buffer);
+        if (count <= 0)
+            break;
+        text.append(buffer, static_cast<std::size_t>(count));
+    }
+    return text;
+}
+
+// Progress goes to standard error only when it is a terminal; the other
+// tests see none of it in their captured standard error.
+TEST_F(ProgramTest, ProgressShowsOnATerminal)
+{
+    PseudoTerminal terminal;
+    ASSERT_GE(terminal.master, 0);
+    const std::string run = "cd " + m_dir.Path() + " && " + ToolTest::GuidanceCommand();
+    ASSERT_EQ(0, CoreTest::RunCommand(run + " simulate --passes 1 --output d.nmea 2>" + terminal.slave).exitStatus);
+    const std::string simulated = ReadUntilQuiet(terminal.master);
+    EXPECT_NE(std::string::npos, simulated.find("simulating into d.nmea: ")) << simulated;
+    EXPECT_NE(std::string::npos, simulated.find(" s of driving")) << simulated;
+    ASSERT_EQ(0, CoreTest::RunCommand(run + " replay --no-stick --output run d.nmea 2>" + terminal.slave).exitStatus);
+    const std::string replayed = ReadUntilQuiet(terminal.master);
+    EXPECT_NE(std::string::npos, replayed.find("replaying d.nmea: 100%")) << replayed;
+}
+
 // simulate writes to one pseudo-terminal, the test carries the bytes over to
 // a second one, and replay reads that one as its serial device: the records
 // must be those of replaying the same drive from a file.

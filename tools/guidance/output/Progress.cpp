@@ -18,22 +18,32 @@ Progress::Progress(const std::string& what, long long total, const char* units)
 
 void Progress::Update(long long done)
 {
+    m_done = done;
     const auto now = std::chrono::steady_clock::now();
     if (!m_enabled || (m_drawn && now - m_last < std::chrono::milliseconds(200)))
         return;
     m_last = now;
+    Draw();
+}
+
+void Progress::Draw()
+{
     m_drawn = true;
     if (m_total > 0)
-        std::fprintf(stderr, "\r%s: %3d%% (%lld of %lld %s) ", m_what.c_str(), static_cast<int>(100.0 * done / m_total),
-                     done, m_total, m_units);
+        std::fprintf(stderr, "\r%s: %3d%% (%lld of %lld %s) ", m_what.c_str(),
+                     static_cast<int>(100.0 * m_done / m_total), m_done, m_total, m_units);
     else
-        std::fprintf(stderr, "\r%s: %lld %s ", m_what.c_str(), done, m_units);
+        std::fprintf(stderr, "\r%s: %lld %s ", m_what.c_str(), m_done, m_units);
 }
 
 void Progress::Close()
 {
+    // The line ends on the final figure, not on the last one drawn.
     if (m_drawn)
+    {
+        Draw();
         std::fprintf(stderr, "\n");
+    }
     m_drawn = false;
 }
 

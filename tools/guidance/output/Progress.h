@@ -22,18 +22,22 @@ public:
     Progress& operator=(const Progress&) = delete;
 
     void Update(long long done);
-    // Ends the line so that later output starts on a fresh one.
+    // Shows the final figure and ends the line, so that later output starts
+    // on a fresh one.
     void Close();
 
     // True when progress is shown at all.
     static bool Shown();
 
 private:
+    void Draw();
+
     std::string m_what;
     long long m_total;
     const char* m_units;
     bool m_enabled;
     bool m_drawn = false;
+    long long m_done = 0;
     std::chrono::steady_clock::time_point m_last;
 };
 
