@@ -3,6 +3,7 @@
 // xmllint, ogrinfo and gpsbabel, and the report rendered to a picture by a
 // headless browser; and the stick copy's folder per run.
 #include "RecordFile.h"
+#include "Support/EmulatorLimits.h"
 #include "StickCopy.h"
 #include "Support/TestSupport.h"
 #include "ToolTestSupport.h"
@@ -30,6 +31,9 @@ protected:
     {
         s_dir = new CoreTest::TempDir;
         s_points = new std::vector<FixRecord>;
+        // Every test skips itself where the tool cannot run.
+        if (!CoreTest::TrigonometryWorks())
+            return;
         const CoreTest::ChildResult demo = RunCommand("cd " + s_dir->Path() + " && " + ToolTest::GuidanceCommand() +
                                                           " demo --passes 2 --no-stick --output run",
                                                       300);
@@ -62,6 +66,7 @@ std::vector<double> NumbersAfter(const std::string& text, const std::string& key
 
 TEST_F(ExportTest, GpxReadBackByGpsbabelKeepsEveryPointAndTime)
 {
+    CORETEST_REQUIRE_TRIGONOMETRY();
     // gpsbabel reads the track and writes it again as GPX, at its own precision.
     const CoreTest::ChildResult read = RunCommand("gpsbabel -t -i gpx -f " + File("drive.gpx") + " -o gpx -F -");
     ASSERT_EQ(0, read.exitStatus) << read.output;
@@ -85,6 +90,7 @@ TEST_F(ExportTest, GpxReadBackByGpsbabelKeepsEveryPointAndTime)
 
 TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
 {
+    CORETEST_REQUIRE_TRIGONOMETRY();
     const CoreTest::ChildResult read = RunCommand("ogrinfo -ro -al -q " + File("drive.geojson"));
     ASSERT_EQ(0, read.exitStatus) << read.output;
     std::vector<std::pair<double, double>> points;
@@ -109,6 +115,7 @@ TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
 
 TEST_F(ExportTest, KmlPassesThreeReadersWithATimeForEveryFix)
 {
+    CORETEST_REQUIRE_TRIGONOMETRY();
     const CoreTest::ChildResult lint = RunCommand("xmllint --noout " + File("drive.kml"));
     EXPECT_EQ(0, lint.exitStatus) << lint.output;
     const CoreTest::ChildResult ogr = RunCommand("ogrinfo -ro -so " + File("drive.kml"));
@@ -153,6 +160,7 @@ print(width * height, len(colours), colours.get(wanted, 0))
 
 TEST_F(ExportTest, ReportRendersInABrowserWithoutErrors)
 {
+    CORETEST_REQUIRE_TRIGONOMETRY();
     const std::string page = CoreTest::ReadBytes(File("report.html"));
     // Self-contained: nothing to fetch, so it shows the same off line.
     EXPECT_EQ(std::string::npos, page.find(" src=")) << "the page loads a resource";

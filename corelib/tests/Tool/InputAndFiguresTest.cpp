@@ -8,6 +8,7 @@
 #include "RmcSentence.h"
 #include "RunStatistics.h"
 #include "SentenceWriter.h"
+#include "Support/EmulatorLimits.h"
 #include "UtcTime.h"
 
 #include <gtest/gtest.h>
@@ -126,6 +127,7 @@ TEST(FixAssemblerTest, GathersEpochsInAnyOrderAndDatesThemPastMidnight)
 
 TEST(FieldFileTest, TakesTheFirstLineStringLongitudeFirst)
 {
+    CORETEST_REQUIRE_TRIGONOMETRY();
     const Field kml = FieldFromKml("<?xml version=\"1.0\"?><kml xmlns=\"http://www.opengis.net/kml/2.2\"><Document>"
                                    "<Placemark><name>Pin</name><Point><coordinates>9,9</coordinates></Point></Placemark>"
                                    "<Placemark><name>East strip</name><LineString><coordinates>\n"

@@ -125,6 +125,7 @@ std::string SampleFieldFix(double north, double timeOfDay)
 
 TEST_F(ProgramTest, UselessInputIsReportedWithItsReasonAndStatus)
 {
+    CORETEST_REQUIRE_TRIGONOMETRY();
     GuidanceTool::FixReport far;
     far.latitude = 48.1;
     far.longitude = 11.5;
@@ -481,6 +482,7 @@ std::string ReadUntilQuiet(int master)
 // tests see none of it in their captured standard error.
 TEST_F(ProgramTest, ProgressShowsOnATerminal)
 {
+    CORETEST_REQUIRE_TRIGONOMETRY();
     PseudoTerminal terminal;
     ASSERT_GE(terminal.master, 0);
     const std::string run = "cd " + m_dir.Path() + " && " + ToolTest::GuidanceCommand();
