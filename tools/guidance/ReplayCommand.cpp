@@ -20,9 +20,9 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <thread>
 #include <fcntl.h>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -397,6 +397,9 @@ int Demo(const Arguments& args)
     driveFile.Commit();
     std::printf("Simulated %d passes: %.1f s of driving, %s\n", settings.passes, driven,
                 (directory + kDriveFile).c_str());
+    // Cut short while simulating: the drive so far is kept, the replay's previous outputs too.
+    if (InterruptingSignal() != 0)
+        return InterruptedStatus();
     const std::string input = directory + kDriveFile;
     const ReplayResult result = RunReplay(field, directory, stick, input,
                                           [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });

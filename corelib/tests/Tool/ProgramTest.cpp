@@ -382,10 +382,12 @@ TEST_F(ProgramTest, SignalsEndARunWithItsOutputsAndRecordsKept)
     WriteField("field.xml", field);
     ASSERT_EQ(0, Run("simulate --field field.xml --passes 1 --output drive.nmea").exitStatus);
     auto stopWith = [&](const char* signal) {
-        return Script("mkfifo in; $G replay --no-stick --field field.xml --output run - < in > out.txt 2> err.txt & "
-                      "pid=$!; exec 3> in; cat drive.nmea >&3; "
-                      "for i in $(seq 1200); do [ -s \"$(ls run/*.partial 2>/dev/null | head -n 1)\" ] && break; "
-                      "sleep 0.1; done; kill -" +
+        // Waits for the run's first record, after it kept an earlier run's partial file if there was one.
+        return Script("had=$(ls run/*.partial 2>/dev/null | wc -l); kept=$(ls run/fixes-inter* 2>/dev/null | wc -l); "
+                      "mkfifo in; $G replay --no-stick --field field.xml --output run - < in > out.txt 2> err.txt & "
+                      "pid=$!; exec 3> in; cat drive.nmea >&3; for i in $(seq 1200); do "
+                      "{ [ $had = 0 ] || [ $(ls run/fixes-inter* 2>/dev/null | wc -l) -gt $kept ]; } && "
+                      "[ -s \"$(ls run/*.partial 2>/dev/null | head -n 1)\" ] && break; sleep 0.1; done; kill -" +
                       std::string(signal) + " $pid; wait $pid; echo $? > status.txt; exec 3>&-; rm in");
     };
     stopWith("TERM");

@@ -108,11 +108,4 @@ void OutputFile::Commit()
     }
 }
 
-void WriteOutput(const std::string& path, const std::string& contents)
-{
-    OutputFile output(path);
-    if (output.Write(contents))
-        output.Commit();
-}
-
 } // namespace GuidanceTool

@@ -49,9 +49,6 @@ private:
     Core::Utilities::FileReplacement m_replacement;
 };
 
-// Replaces path with contents through an OutputFile.
-void WriteOutput(const std::string& path, const std::string& contents);
-
 } // namespace GuidanceTool
 
 #endif
