@@ -1,5 +1,6 @@
 #include "RunStatistics.h"
 
+#include "SpeedUnits.h"
 #include "UtcTime.h"
 
 #include <algorithm>
@@ -149,7 +150,7 @@ std::string RunStatistics::Text() const
                   "  mean working speed      %10.2f m/s (%.1f km/h)\n"
                   "  area worked             %10.1f m2 (%.3f ha)\n",
                   TimeText(m_start, m_dated).c_str(), TimeText(m_end, m_dated).c_str(), m_end - m_start,
-                  m_distance, WorkingSpeed(), WorkingSpeed() * 3.6, AreaWorked(), AreaWorked() / 10000);
+                  m_distance, WorkingSpeed(), WorkingSpeed() * kKmhPerMetrePerSecond, AreaWorked(), AreaWorked() / 10000);
     text += line;
     for (const auto& [quality, count] : m_qualities)
     {

@@ -3,6 +3,7 @@
 #include "IO/NmeaParser.h"
 #include "LocalPlane.h"
 #include "RmcSentence.h"
+#include "SpeedUnits.h"
 
 #include <cmath>
 
@@ -85,9 +86,10 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
     {
         // The track sentence of an epoch belongs to it; a second one is ignored.
         m_hasTrack = true;
+        // In km/h when the sentence gives them, else in knots, else none (0).
         const double kmh = data.vtg.speedKmh;
-        m_point.speed =
-            kmh >= 0 ? kmh / 3.6 : (data.vtg.speedKnots >= 0 ? data.vtg.speedKnots * 1852.0 / 3600.0 : 0);
+        const double knots = data.vtg.speedKnots;
+        m_point.speed = kmh >= 0 ? kmh / kKmhPerMetrePerSecond : (knots >= 0 ? knots * kMetresPerSecondPerKnot : 0);
         m_point.heading = CourseToHeading(data.vtg.trackTrueDegrees);
     }
     return Outcome::Decoded;

@@ -1,6 +1,7 @@
 #include "RmcSentence.h"
 
 #include "IO/NmeaParser.h"
+#include "SpeedUnits.h"
 #include "UtcTime.h"
 #include "Utilities/StringUtilities.h"
 
@@ -13,8 +14,6 @@ namespace GuidanceTool
 
 namespace
 {
-
-const double kMetresPerSecondPerKnot = 1852.0 / 3600.0;
 
 // Fields of RMC after its address: time, status, latitude, N/S, longitude,
 // E/W, speed in knots, course, date, magnetic variation, E/W, then the mode

@@ -1,5 +1,6 @@
 #include "SentenceWriter.h"
 
+#include "SpeedUnits.h"
 #include "UtcTime.h"
 
 #include <cmath>
@@ -12,9 +13,8 @@ namespace GuidanceTool
 namespace
 {
 
-// Knots and km/h per metre per second.
-const double kKnotsPerMetrePerSecond = 3600.0 / 1852.0;
-const double kKmhPerMetrePerSecond = 3.6;
+// Knots per metre per second, as the sentences give speed.
+const double kKnotsPerMetrePerSecond = 1 / kMetresPerSecondPerKnot;
 
 bool IsDifferential(int quality)
 {

@@ -2,6 +2,7 @@
 
 #include "LocalPlane.h"
 #include "Maths/Maths.h"
+#include "SpeedUnits.h"
 #include "UtcTime.h"
 #include "Utilities/StringUtilities.h"
 
@@ -68,7 +69,7 @@ std::string FixRecord::CSV() const
                                   Figure(x, 3),
                                   Figure(y, 3),
                                   Figure(speed, 3, moving),
-                                  Figure(speed * 3.6, 2, moving),
+                                  Figure(speed * kKmhPerMetrePerSecond, 2, moving),
                                   Figure(HeadingToCourse(heading), 2, moving),
                                   std::to_string(pass),
                                   Figure(crossTrack, 3),
@@ -93,7 +94,7 @@ std::string FixRecord::Text() const
     if (satellites >= 0)
         text += "  sats " + std::to_string(satellites);
     if (moving)
-        text += "  " + Figure(speed, 2) + " m/s (" + Figure(speed * 3.6, 1) + " km/h)  heading " +
+        text += "  " + Figure(speed, 2) + " m/s (" + Figure(speed * kKmhPerMetrePerSecond, 1) + " km/h)  heading " +
                 Figure(HeadingToCourse(heading), 1) + " deg";
     text += "  pass " + std::to_string(pass) + "  xte " + (crossTrack >= 0 ? "+" : "") + Figure(crossTrack, 3) +
             " m  along " + Figure(alongTrack, 2) + " m";
