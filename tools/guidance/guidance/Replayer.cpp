@@ -117,7 +117,7 @@ std::string Replayer::Summary(const std::string& recordsLine) const
                   "  cross-track maximum     %10.3f m\n",
                   m_counts.read, m_counts.decoded, m_counts.checksum, m_counts.malformed, m_counts.unsupported,
                   m_writer.Written(), recordsLine.c_str(), xte.Mean(), xte.Percentile95(), xte.Maximum());
-    return text + m_statistics.Text();
+    return text + m_statistics.RunText() + m_statistics.PassTable();
 }
 
 } // namespace GuidanceTool

@@ -138,7 +138,7 @@ std::string TimeText(double time, bool dated)
 
 } // namespace
 
-std::string RunStatistics::Text() const
+std::string RunStatistics::RunText() const
 {
     std::string text;
     char line[768];
@@ -159,7 +159,13 @@ std::string RunStatistics::Text() const
         std::snprintf(line, sizeof line, "  fixes %-18s%10ld (%.1f %%)\n", label.c_str(), count, 100.0 * count / m_fixes);
         text += line;
     }
-    text += "  pass  line  start                     end                       length_m  time_s  "
+    return text;
+}
+
+std::string RunStatistics::PassTable() const
+{
+    char line[256];
+    std::string text = "  pass  line  start                     end                       length_m  time_s  "
             "xte_mean_m  xte_p95_m  xte_max_m\n";
     for (const PassFigures& pass : m_passes)
     {

@@ -81,8 +81,10 @@ public:
     // Fixes by quality.
     const std::map<int, long>& Qualities() const { return m_qualities; }
 
-    // The run's figures and the per-pass table as text, with units.
-    std::string Text() const;
+    // The run's figures as text, with units, one per line.
+    std::string RunText() const;
+    // The table of the passes driven, a header line first.
+    std::string PassTable() const;
 
 private:
     // Ends the stretch on one pass, keeping it when long enough.

@@ -135,7 +135,7 @@ private:
     void Summary(const RunStatistics& s)
     {
         const DistanceFigures& xte = s.CrossTrack();
-        m_out << "<pre>" << Core::Utilities::HTMLEscape(s.Text().substr(0, s.Text().find("  pass  line")))
+        m_out << "<pre>" << Core::Utilities::HTMLEscape(s.RunText())
               << Printf("  cross-track on passes   mean %.3f m, 95th percentile %.3f m, maximum %.3f m (%ld fixes)\n",
                         xte.Mean(), xte.Percentile95(), xte.Maximum(), xte.Count())
               << "</pre>\n";
