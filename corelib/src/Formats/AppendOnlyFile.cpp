@@ -162,10 +162,11 @@ bool AppendOnlyFile::Open(const std::string& path)
     if (m_fd < 0)
         return false;
     // A block is durable only once the file's directory entry is: sync the
-    // directory of a file that holds nothing yet (new, or created by an open
-    // whose directory sync failed) before any block is acknowledged.
+    // directory of a plain file that holds nothing yet (new, or created by an
+    // open whose directory sync failed) before any block is acknowledged.
     struct stat status;
-    if (::fstat(m_fd, &status) == 0 && status.st_size == 0 && !Utilities::SyncDirectoryOf(path))
+    if (::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0 &&
+        !Utilities::SyncDirectoryOf(path))
     {
         Close();
         return false;

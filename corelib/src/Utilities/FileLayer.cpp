@@ -154,7 +154,8 @@ bool SyncDirectoryOf(const std::string& path)
     const int fd = Files().Open(DirectoryOf(path).c_str(), O_RDONLY | O_DIRECTORY, 0);
     if (fd < 0)
         return false;
-    const bool synced = Files().Sync(fd) == 0;
+    // A filesystem that cannot sync directories (EINVAL) offers nothing more.
+    const bool synced = Files().Sync(fd) == 0 || errno == EINVAL;
     Files().Close(fd);
     return synced;
 }
@@ -171,16 +172,18 @@ FileReplacement::~FileReplacement()
 
 bool FileReplacement::Begin()
 {
-    m_target = FinalTarget(m_path);
+    // Devices, pipes and sockets cannot be renamed over: write into them,
+    // through the name as given, since a link such as "/dev/stdout" may lead
+    // to a pipe that has no name of its own. A directory is left to the
+    // rename, which fails.
     struct stat status;
-    // Devices, pipes and sockets cannot be renamed over: write into them. A
-    // directory is left to the rename, which fails.
-    m_inPlace = Files().Stat(m_target.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+    m_inPlace = Files().Stat(m_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
     if (m_inPlace)
     {
-        m_fd = Files().Open(m_target.c_str(), O_WRONLY | O_TRUNC, 0);
+        m_fd = Files().Open(m_path.c_str(), O_WRONLY | O_TRUNC, 0);
         return m_fd >= 0;
     }
+    m_target = FinalTarget(m_path);
     m_temporary = m_target + m_options.suffix;
     if (UniqueSuffix(m_options.suffix))
         m_fd = Files().CreateTemporary(&m_temporary[0]);

@@ -79,7 +79,8 @@ FileLayer* SetFiles(FileLayer* layer);
 bool WriteAll(int fd, const void* data, std::size_t length);
 // Fsyncs the directory holding the file at path (the current directory for a
 // bare name), making a creation or rename there durable; false when the
-// directory cannot be opened or synced.
+// directory cannot be opened or synced (a filesystem that cannot sync
+// directories at all counts as synced).
 bool SyncDirectoryOf(const std::string& path);
 
 // How a FileReplacement names, syncs and commits its temporary file; each

@@ -72,7 +72,19 @@ TEST(SpecialTargetsTest, DevicesAndPipesAreWrittenInPlace)
     EXPECT_STREQ("written copied", received);
     close(reader);
     EXPECT_EQ(static_cast<mode_t>(S_IFIFO), LinkMode(dir.File("pipe")));
-    EXPECT_EQ((std::vector<std::string>{"pipe", "source"}), dir.List());
+
+    // A link to a descriptor's pipe, as "/dev/stdout" is when output is piped:
+    // the pipe has no name of its own to put a temporary file beside.
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    ASSERT_EQ(0, symlink(("/proc/self/fd/" + std::to_string(ends[1])).c_str(), dir.File("stdout").c_str()));
+    EXPECT_TRUE(Core::Utilities::WriteFile(dir.File("stdout"), "piped"));
+    close(ends[1]);
+    char piped[16] = {};
+    EXPECT_EQ(5, read(ends[0], piped, sizeof piped));
+    EXPECT_STREQ("piped", piped);
+    close(ends[0]);
+    EXPECT_EQ((std::vector<std::string>{"pipe", "source", "stdout"}), dir.List());
 }
 
 } // namespace

@@ -1,8 +1,9 @@
 #include "Support/PowerLoss.h"
 
+#include "Support/TestSupport.h"
+
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,7 +13,6 @@
 #include <fstream>
 #include <random>
 #include <set>
-#include <sstream>
 
 namespace CoreTest
 {
@@ -40,37 +40,21 @@ std::string RealPath(const std::string& path)
 std::map<std::string, std::string> ReadDirectory(const std::string& directory)
 {
     std::map<std::string, std::string> files;
-    DIR* dir = opendir(directory.c_str());
-    if (dir == nullptr)
-        return files;
-    while (const dirent* entry = readdir(dir))
+    for (const std::string& name : ListDirectory(directory))
     {
-        const std::string path = directory + "/" + entry->d_name;
+        const std::string path = directory + "/" + name;
         struct stat status;
-        if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
-            continue;
-        std::ifstream in(path, std::ios::binary);
-        std::ostringstream bytes;
-        bytes << in.rdbuf();
-        files[entry->d_name] = bytes.str();
+        if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+            files[name] = ReadBytes(path);
     }
-    closedir(dir);
     return files;
 }
 
 // Removes every entry directly inside directory.
 void EmptyDirectory(const std::string& directory)
 {
-    DIR* dir = opendir(directory.c_str());
-    if (dir == nullptr)
-        return;
-    while (const dirent* entry = readdir(dir))
-    {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..")
-            unlink((directory + "/" + name).c_str());
-    }
-    closedir(dir);
+    for (const std::string& name : ListDirectory(directory))
+        unlink((directory + "/" + name).c_str());
 }
 
 // Writes bytes at offset into contents, filling any gap before it with zeros

@@ -10,8 +10,8 @@
 //   - a failed fsync loses the file's unsynced writes for good, as on Linux:
 //     a later successful fsync does not bring them back.
 // Every combination is tried while a crash point has at most kExhaustiveBits
-// choices; beyond that a fixed number of combinations are drawn from a seeded
-// generator (DURABILITY_SAMPLES raises the count for a longer campaign). Each
+// choices; beyond that Explore() draws the number of combinations it is given
+// (none, all, evenly spread prefixes, then seeded random mixtures). Each
 // distinct state is written as real files into a scratch directory and handed
 // to a checker, which opens it with the library's own readers.
 //
@@ -20,12 +20,13 @@
 //   power.Prepare([&](const std::string& dir) { ... });  // the old, durable files
 //   power.Arm({FileOp::Sync, 2, EIO});         // optional: one injected fault
 //   power.Record([&](const std::string& dir) { ... power.Acknowledge(); ... });
-//   power.Explore([&](const PowerLoss::State& s) -> std::string { ... });
+//   power.Explore([&](const PowerLoss::State& s) -> std::string { ... }, 64);
 // The writer calls Acknowledge() each time the code under test reports
 // something durable; the checker learns how many acknowledgements preceded the
 // crash and returns "" when the state is sound or a description of what is
 // wrong. Explore() reports each violation as a test failure and counts states.
-// Only files directly inside the recorded directory are modelled.
+// Only files directly inside the recorded directory are modelled. Syncs are
+// modelled, not performed: while recording, fsync and sync reach no disk.
 // Not thread-safe: the writer runs on the test's thread.
 #ifndef CORELIB_TESTS_SUPPORT_POWERLOSS_H
 #define CORELIB_TESTS_SUPPORT_POWERLOSS_H

@@ -45,8 +45,13 @@ std::string TempDir::File(const std::string& name) const
 
 std::vector<std::string> TempDir::List() const
 {
+    return ListDirectory(m_path);
+}
+
+std::vector<std::string> ListDirectory(const std::string& path)
+{
     std::vector<std::string> names;
-    if (DIR* dir = opendir(m_path.c_str()))
+    if (DIR* dir = opendir(path.c_str()))
     {
         while (dirent* entry = readdir(dir))
         {

@@ -32,6 +32,9 @@ private:
     std::string m_path;
 };
 
+// Names of the entries in a directory (not "." or ".."), sorted.
+std::vector<std::string> ListDirectory(const std::string& path);
+
 // The whole file as bytes; empty if it cannot be read.
 std::string ReadBytes(const std::string& path);
 // Replaces the file with the bytes (plain stdio, no durability); false on failure.

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -45,6 +46,9 @@ int RunTool(const std::vector<std::string>& words, const std::string& out, const
     close(outFd);
     close(errFd);
     const int status = GuidanceTool::RunTool(static_cast<int>(argv.size()), argv.data());
+    // The commands catch Ctrl-C and SIGTERM; the test program must stay stoppable.
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
     std::fflush(stdout);
     std::fflush(stderr);
     dup2(savedOut, STDOUT_FILENO);
@@ -122,7 +126,8 @@ protected:
                     continue; // the short write was completed by the next one
                 EXPECT_NE(0, status) << fault;
                 // A line naming the file and ending in the system's reason.
-                EXPECT_EQ(0u, message.find("guidance: " + newWords[0] + ": " + m_dir.Path())) << fault << ": " << errors;
+                EXPECT_EQ(0u, message.find("guidance: " + newWords[0] + ": " + m_dir.Path()))
+                    << fault << ": " << errors;
                 const std::string reason = error != 0 ? std::strerror(error) : "";
                 EXPECT_NE(std::string::npos, message.find(": " + reason)) << fault << ": " << errors;
             }

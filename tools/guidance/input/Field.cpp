@@ -33,7 +33,8 @@ double PointCoordinate(const Core::IO::XMLNode& point, const char* attribute, do
     if (found == attributes.end())
         throw BadInput(where, "a point has no '" + std::string(attribute) + "' attribute");
     if (!ParseWholeDouble(found->second, value) || std::fabs(value) > limit)
-        throw BadInput(where, "point " + std::string(attribute) + " '" + found->second + "' is not an angle in degrees");
+        throw BadInput(where,
+                       "point " + std::string(attribute) + " '" + found->second + "' is not an angle in degrees");
     return value;
 }
 
@@ -52,7 +53,11 @@ std::size_t FirstInvalidByte(const std::string& text)
             ++at;
             continue;
         }
-        const int length = lead >= 0xC2 && lead <= 0xDF ? 2 : (lead >= 0xE0 && lead <= 0xEF ? 3 : (lead >= 0xF0 && lead <= 0xF4 ? 4 : 0));
+        // The sequence's length from its lead byte; 0 for a byte that cannot lead.
+        const int length = lead >= 0xC2 && lead <= 0xDF   ? 2
+                           : lead >= 0xE0 && lead <= 0xEF ? 3
+                           : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                          : 0;
         if (length == 0 || at + length > text.size())
             return at;
         unsigned int codePoint = lead & (0xFF >> (length + 1));
@@ -182,7 +187,8 @@ Field Field::FromText(const std::string& text, const std::string& source)
         if (spline == kSplineNames[i])
             field.splineType = i;
     if (field.splineType < 0)
-        throw BadInput(source, "unknown spline '" + spline + "'", "Linear, CatmullRom, NaturalCubic or RoundedNonUniform");
+        throw BadInput(source, "unknown spline '" + spline + "'",
+                       "Linear, CatmullRom, NaturalCubic or RoundedNonUniform");
 
     const std::string width = document.FindValue("field/guidance/width", "");
     if (!ParseWholeDouble(width, field.workingWidth))

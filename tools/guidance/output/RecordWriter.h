@@ -3,9 +3,10 @@
 // before its completion comes back to the main loop through Process().
 // The records are written to "<file>.<start time>.partial" beside the record
 // file and copied over it by Commit() through an OutputFile, so a run that
-// fails or is cut short leaves the previous record file as it was. The records a run synced are never deleted: a partial file
-// left by an earlier run is renamed "<name>-interrupted-<its start time><ext>"
-// and reported on standard error before the new run starts.
+// fails or is cut short leaves the previous record file as it was. The
+// records a run synced are never deleted: a partial file left by an earlier
+// run is renamed "<name>-interrupted-<its start time><ext>" and reported on
+// standard error before the new run starts.
 // Threading: every member belongs to the main thread; only the queued writes
 // run on the worker, which never receives Ctrl-C or SIGTERM.
 #ifndef GUIDANCE_RECORDWRITER_H
