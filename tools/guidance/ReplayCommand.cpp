@@ -1,15 +1,19 @@
 // `guidance replay` and `guidance demo`: guidance over NMEA input from a file,
-// standard input or a serial device, with records, KML, a summary and a copy
-// to the USB stick.
-#include "Export.h"
+// standard input or a serial device, with records, a summary, the exports
+// (KML, GPX, GeoJSON), the report page and a copy to the USB stick.
+#include "FixSink.h"
 #include "Interruption.h"
 #include "OutputFile.h"
+#include "OutputStream.h"
+#include "Progress.h"
 #include "RecordFile.h"
 #include "Replayer.h"
 #include "SerialLink.h"
+#include "StickCopy.h"
 #include "Tool.h"
 #include "Utilities/FileUtilities.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -32,13 +36,19 @@ const char kReplayHelp[] = "usage: guidance replay [options] [FILE]\n"
                            "  Reads NMEA sentences from FILE ('-' or none: standard input) or a serial device,\n"
                            "  measures every fix against the field's guidance line (nearest pass, cross-track,\n"
                            "  along-track and heading error), records the fixes, and writes into the output\n"
-                           "  directory: fixes.rec (records; see 'guidance dump'), drive.kml and summary.txt.\n"
+                           "  directory: fixes.rec (records; see 'guidance dump'), summary.txt (the run's and\n"
+                           "  each pass's figures), report.html (map, cross-track over time, histogram and\n"
+                           "  tables in one page), drive.kml (to explore, with a time slider), drive.gpx and\n"
+                           "  drive.geojson. Input that gives nothing usable (no sentences, no position fix,\n"
+                           "  a track far from the field) is reported on standard error and ends with status 3.\n"
                            "  Previous outputs are replaced only when the run completes: after any failure\n"
                            "  they are left as they were. Records an interrupted run synced are kept as\n"
                            "  fixes-interrupted-<start time>.rec by the next run. Ctrl-C ends a serial replay\n"
                            "  normally; it cuts a file replay short with its outputs complete up to there.\n"
                            "\n"
-                           "  --field FILE      field file (default: the built-in sample field)\n"
+                           "  --field FILE      field file (default: the built-in sample field): the tool's\n"
+                           "                    own, or a KML or GeoJSON file whose first LineString is the line\n"
+                           "  --width METRES    the working width of a KML or GeoJSON field\n"
                            "  --output DIR      output directory (default: out)\n"
                            "  --serial DEVICE   read from a serial device until --idle seconds pass without\n"
                            "                    data, or until interrupted (Ctrl-C)\n"
@@ -47,23 +57,27 @@ const char kReplayHelp[] = "usage: guidance replay [options] [FILE]\n"
                            "                    86400 (default 10)\n"
                            "  --sync-every N    sync the records every N records (or every second), 1 to\n"
                            "                    65536; default 1 for a serial device, 4096 otherwise\n"
-                           "  --stick DIR       copy the outputs to DIR (default: /mnt/usb/ when a stick is present)\n"
+                           "  --stick DIR       copy the outputs into a new folder run-<start time> in DIR\n"
+                           "                    (default: /mnt/usb/ when a stick is present), verified by CRC-32\n"
                            "  --no-stick        do not copy the outputs\n";
 
-const char kDemoHelp[] =
-    "usage: guidance demo [options]\n"
-    "  Simulates a drive over a field (the built-in sample field by default), writes\n"
-    "  it to drive.nmea in the output directory, replays it and prints the summary.\n"
-    "\n"
-    "  --field FILE      field file\n"
-    "  --output DIR      output directory (default: out)\n"
-    "  --stick DIR       copy the outputs to DIR (default: /mnt/usb/ when a stick is present)\n"
-    "  --no-stick        do not copy the outputs\n"
-    "  and the simulation options of 'guidance simulate': --passes, --speed, --damaged,\n"
-    "  --steady, --seed\n";
+const char kDemoHelp[] = "usage: guidance demo [options]\n"
+                         "  Simulates a drive over a field (the built-in sample field by default), writes\n"
+                         "  it to drive.nmea in the output directory, replays it and prints the summary.\n"
+                         "\n"
+                         "  --field FILE      field file (and --width for a KML or GeoJSON one)\n"
+                         "  --output DIR      output directory (default: out)\n"
+                         "  --stick DIR       copy the outputs into a new folder run-<start time> in DIR\n"
+                         "                    (default: /mnt/usb/ when a stick is present)\n"
+                         "  --no-stick        do not copy the outputs\n"
+                         "  and the simulation options of 'guidance simulate': --passes, --speed, --damaged,\n"
+                         "  --steady, --seed\n";
 
 const char kRecordFile[] = "fixes.rec";
 const char kKmlFile[] = "drive.kml";
+const char kGpxFile[] = "drive.gpx";
+const char kGeoJsonFile[] = "drive.geojson";
+const char kReportFile[] = "report.html";
 const char kSummaryFile[] = "summary.txt";
 const char kDriveFile[] = "drive.nmea";
 
@@ -116,12 +130,13 @@ class StatusLine
 public:
     explicit StatusLine(bool enabled) : m_enabled(enabled), m_last(std::chrono::steady_clock::now()) {}
 
-    void Update(const Replayer& replayer)
+    // Redraws the line when it is due, or at once when forced.
+    void Update(const Replayer& replayer, bool force = false)
     {
         const FixRecord* latest = replayer.Latest();
         const auto now = std::chrono::steady_clock::now();
-        const double elapsed = std::chrono::duration<double>(now - m_last).count();
-        if (!m_enabled || latest == nullptr || now - m_last < kStatusInterval)
+        const double elapsed = std::max(1e-3, std::chrono::duration<double>(now - m_last).count());
+        if (!m_enabled || latest == nullptr || (!force && now - m_last < kStatusInterval))
             return;
         const long written = replayer.RecordsWritten();
         std::printf("\r  fixes %7ld   recorded %7ld   rate %6.1f /s   pass %3d   cross-track %+7.3f m ",
@@ -133,9 +148,12 @@ public:
         m_shown = true;
     }
 
-    // Ends the status line so that later output starts on a fresh line.
-    void Close()
+    // Shows the last fix, then ends the status line so that later output
+    // starts on a fresh line.
+    void Close(const Replayer& replayer)
     {
+        if (m_shown)
+            Update(replayer, true);
         if (m_shown)
             std::printf("\n");
         m_shown = false;
@@ -159,6 +177,12 @@ void FeedFile(const std::string& path, Replayer& replayer, StatusLine& status)
         close(*f);
         delete f;
     });
+    if (fd == STDIN_FILENO && isatty(fd))
+        PrintMessage("reading NMEA from standard input; Ctrl-D ends");
+    struct stat info;
+    const bool regular = fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+    Progress progress("replaying " + path, regular ? static_cast<long long>(info.st_size) : 0);
+    long long done = 0;
     std::vector<char> buffer(kInputPiece);
     while (InterruptingSignal() == 0)
     {
@@ -171,6 +195,7 @@ void FeedFile(const std::string& path, Replayer& replayer, StatusLine& status)
             return;
         replayer.Feed(std::string(buffer.data(), static_cast<std::size_t>(count)));
         status.Update(replayer);
+        progress.Update(done += count);
     }
 }
 
@@ -198,11 +223,31 @@ void FeedSerial(SerialLink& link, double idle, Replayer& replayer, StatusLine& s
     }
 }
 
-// The replay proper, after the options are checked: input already opened.
-// Every output is prepared in full before the first replaces its previous
-// version, so a failure on the way leaves all of them as they were.
-void RunReplay(const Field& field, const std::string& outputDirectory, const std::string& stick, int syncEvery,
-               const std::function<void(Replayer&, StatusLine&)>& feed)
+// The files a replay wrote, and whether its input gave anything usable.
+struct ReplayResult
+{
+    bool usable = false;
+    std::vector<std::string> written; // paths, in the output directory and on the stick
+};
+
+// One export of the run: its file, the stream over it and the exporter.
+struct Export
+{
+    Export(const std::string& path, std::unique_ptr<FixSink> (*make)(std::ostream&))
+        : file(path), stream(file), sink(make(stream))
+    {
+    }
+    OutputFile file;
+    OutputStream stream;
+    std::unique_ptr<FixSink> sink;
+};
+
+// The replay proper, after the options are checked: input already opened;
+// input names it in warnings. Every output is prepared in full before the
+// first replaces its previous version, so a failure on the way leaves all of
+// them as they were.
+ReplayResult RunReplay(const Field& field, const std::string& outputDirectory, const std::string& stick,
+                       const std::string& input, int syncEvery, const std::function<void(Replayer&, StatusLine&)>& feed)
 {
     const std::string directory = PrepareOutputDirectory(outputDirectory);
     const bool terminal = isatty(STDOUT_FILENO) != 0;
@@ -216,26 +261,45 @@ void RunReplay(const Field& field, const std::string& outputDirectory, const std
         status.Update(replayer);
         std::this_thread::sleep_for(kDrainInterval);
     }
-    status.Close();
+    status.Close(replayer);
     replayer.Finish();
 
-    std::vector<std::string> outputs = {directory + kRecordFile};
-    std::unique_ptr<OutputFile> kml;
-    if (replayer.Plane() != nullptr)
+    ReplayResult result;
+    result.usable = replayer.Check().Usable();
+    std::string warnings;
+    for (const std::string& warning : replayer.Check().Warnings())
     {
-        kml.reset(new OutputFile(directory + kKmlFile));
-        WriteRunKML(*kml, replayer.RecordPath(), *replayer.Line(), *replayer.Plane(), field.name);
-        outputs.push_back(directory + kKmlFile);
+        PrintMessage(input + ": " + warning);
+        warnings += "  warning: " + warning + "\n";
     }
-    const RecordFileContents written = ReadRecordFile(replayer.RecordPath(), [](const FixRecord&) {});
+    // The exports are drawn from the records as they reached the file, read
+    // back one at a time; without a fix there is nothing to draw.
+    std::vector<std::unique_ptr<Export>> exports;
+    if (replayer.Plane() != nullptr)
+        for (const auto& [name, make] :
+             {std::make_pair(kKmlFile, &KmlExport), std::make_pair(kGpxFile, &GpxExport),
+              std::make_pair(kGeoJsonFile, &GeoJsonExport), std::make_pair(kReportFile, &ReportExport)})
+        {
+            exports.push_back(std::make_unique<Export>(directory + name, make));
+            exports.back()->sink->Begin(RunContext{field, *replayer.Plane(), *replayer.Line()});
+        }
+    const RecordFileContents written = ReadRecordFile(replayer.RecordPath(), [&](const FixRecord& record) {
+        for (const auto& output : exports)
+            output->sink->Add(record);
+    });
+    for (const auto& output : exports)
+        output->sink->End(replayer.Statistics());
     const std::string summary = "Replay of " + (field.name.empty() ? std::string("the field") : field.name) + "\n" +
-                                replayer.Summary(written.CountsText());
+                                replayer.Summary(written.CountsText()) + warnings;
     OutputFile summaryFile(directory + kSummaryFile);
     summaryFile.Write(summary);
-    outputs.push_back(directory + kSummaryFile);
 
-    if (kml)
-        kml->Commit();
+    std::vector<std::string> outputs = {directory + kRecordFile, directory + kSummaryFile};
+    for (const auto& output : exports)
+    {
+        output->stream.Commit();
+        outputs.push_back(output->file.Path());
+    }
     summaryFile.Commit();
     replayer.CommitRecords();
     std::fputs(summary.c_str(), stdout);
@@ -243,8 +307,21 @@ void RunReplay(const Field& field, const std::string& outputDirectory, const std
     for (const std::string& path : outputs)
         names += " " + Core::Utilities::GetFileName(path);
     std::printf("Outputs in %s:%s\n", directory.c_str(), names.c_str());
+    result.written = outputs;
     if (!stick.empty())
-        CopyToStick(outputs, stick, terminal);
+    {
+        const RunStatistics& run = replayer.Statistics();
+        const std::string folder = CopyRunToStick(outputs, stick, run.Dated() ? run.Start() : -1);
+        for (const std::string& path : outputs)
+            result.written.push_back(folder + "/" + Core::Utilities::GetFileName(path));
+    }
+    return result;
+}
+
+// The exit status of a replay that was not cut short.
+int StatusOf(const ReplayResult& result)
+{
+    return result.usable ? kExitSuccess : kExitNothingUsable;
 }
 
 } // namespace
@@ -252,6 +329,7 @@ void RunReplay(const Field& field, const std::string& outputDirectory, const std
 int Replay(const Arguments& args)
 {
     Options options({{"field", true},
+                     {"width", true},
                      {"output", true},
                      {"serial", true},
                      {"baud", true},
@@ -276,10 +354,13 @@ int Replay(const Arguments& args)
         SerialLink link(options.Get("serial", ""), BaudFrom(options));
         const int syncEvery = options.GetInt("sync-every", 1, 1, kLargestSyncGroup);
         CatchInterruptions();
-        RunReplay(field, output, stick, syncEvery,
-                  [&](Replayer& replayer, StatusLine& status) { FeedSerial(link, idle, replayer, status); });
+        const ReplayResult result =
+            RunReplay(field, output, stick, options.Get("serial", ""), syncEvery,
+                      [&](Replayer& replayer, StatusLine& status) { FeedSerial(link, idle, replayer, status); });
         // Ctrl-C is how a serial replay is meant to end.
-        return InterruptingSignal() == SIGINT ? kExitSuccess : InterruptedStatus();
+        if (InterruptingSignal() != 0 && InterruptingSignal() != SIGINT)
+            return InterruptedStatus();
+        return StatusOf(result);
     }
     const std::string input = options.Positional().empty() ? "-" : options.Positional()[0];
     if (input != "-")
@@ -292,9 +373,10 @@ int Replay(const Arguments& args)
     }
     const int syncEvery = options.GetInt("sync-every", kFileSyncGroup, 1, kLargestSyncGroup);
     CatchInterruptions();
-    RunReplay(field, output, stick, syncEvery,
-              [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
-    return InterruptedStatus();
+    const ReplayResult result =
+        RunReplay(field, output, stick, input == "-" ? "standard input" : input, syncEvery,
+                  [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    return InterruptingSignal() != 0 ? InterruptedStatus() : StatusOf(result);
 }
 
 int Demo(const Arguments& args)
@@ -329,9 +411,13 @@ int Demo(const Arguments& args)
     if (InterruptingSignal() != 0)
         return InterruptedStatus();
     const std::string input = directory + kDriveFile;
-    RunReplay(field, directory, stick, kFileSyncGroup,
-              [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
-    return InterruptedStatus();
+    const ReplayResult result =
+        RunReplay(field, directory, stick, input, kFileSyncGroup,
+                  [&](Replayer& replayer, StatusLine& status) { FeedFile(input, replayer, status); });
+    std::printf("Files written:\n  %s\n", input.c_str());
+    for (const std::string& path : result.written)
+        std::printf("  %s\n", path.c_str());
+    return InterruptingSignal() != 0 ? InterruptedStatus() : StatusOf(result);
 }
 
 } // namespace GuidanceTool

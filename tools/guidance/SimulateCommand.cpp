@@ -3,6 +3,7 @@
 #include "Interruption.h"
 #include "Options.h"
 #include "OutputFile.h"
+#include "Progress.h"
 #include "SerialLink.h"
 #include "Simulator.h"
 #include "Tool.h"
@@ -45,7 +46,8 @@ const double kSlowestSpeedup = 0.01;
 
 std::vector<Options::Declaration> SimulationDeclarations()
 {
-    return {{"field", true}, {"passes", true}, {"speed", true}, {"damaged", true}, {"steady", false}, {"seed", true}};
+    return {{"field", true},   {"width", true},   {"passes", true}, {"speed", true},
+            {"damaged", true}, {"steady", false}, {"seed", true}};
 }
 
 SimulationSettings SimulationSettingsFrom(const Options& options)
@@ -66,7 +68,16 @@ int BaudFrom(const Options& options)
 
 Field FieldFrom(const Options& options)
 {
-    return options.Has("field") ? Field::Load(options.Get("field", "")) : Field::Sample();
+    // 0 leaves a field file's own width; KML and GeoJSON files have none.
+    const double width =
+        options.Has("width") ? options.GetDouble("width", 0, Field::kNarrowestWidth, Field::kWidestWidth) : 0;
+    if (!options.Has("field"))
+    {
+        if (width > 0)
+            throw BadInput("--width", "needs a --field file");
+        return Field::Sample();
+    }
+    return Field::Load(options.Get("field", ""), width);
 }
 
 int Simulate(const Arguments& args)
@@ -95,12 +106,18 @@ int Simulate(const Arguments& args)
         link.Drain();
         return InterruptedStatus();
     }
-    OutputFile output(options.Get("output", "-"));
+    const std::string path = options.Get("output", "-");
+    OutputFile output(path);
+    // The drive's length is not known ahead: the seconds simulated so far show.
+    Progress progress("simulating into " + path, 0, "s of driving");
     bool wanted = true;
     SimulateDrive(field, settings, [&](const Epoch& epoch) {
         wanted = output.Write(epoch.text);
+        if (path != "-")
+            progress.Update(static_cast<long long>(epoch.elapsed));
         return wanted && InterruptingSignal() == 0;
     });
+    progress.Close();
     if (wanted)
         output.Commit();
     return InterruptedStatus();

@@ -33,10 +33,11 @@ const char kUsage[] =
 
 std::string VersionText()
 {
+    // Fixed when the tool is built, so the text is the same wherever it runs;
+    // the device's version file is for `info` to show.
     const std::string revision = Core::Utilities::GetLibraryRevision();
-    return "guidance " + Core::Utilities::GetLibraryVersion() + " (" +
-           (revision.empty() ? "" : "revision " + revision + ", ") + "software " +
-           Core::Utilities::GetSoftwareVersion() + ")";
+    return "guidance " + Core::Utilities::GetLibraryVersion() + " (built with libCoreLibrary " +
+           Core::Utilities::GetLibraryVersion() + (revision.empty() ? "" : ", revision " + revision) + ")";
 }
 
 namespace

@@ -24,6 +24,8 @@ const char kExitStatusHelp[] = "\n"
                                "  0       success\n"
                                "  1       a file or device could not be read or written\n"
                                "  2       bad usage or bad input\n"
+                               "  3       the input gave nothing usable: no sentences, no position\n"
+                               "          fix, or no fix within 5 km of the field (see the warnings)\n"
                                "  128+N   interrupted by signal N (130 Ctrl-C, 143 SIGTERM)\n";
 
 ToolError::ToolError(ExitStatus status, const std::string& subject, const std::string& what, const std::string& reason)

@@ -15,9 +15,10 @@ namespace GuidanceTool
 enum ExitStatus
 {
     kExitSuccess = 0,
-    kExitIoFailure = 1,    // a file or device could not be read or written
-    kExitBadInput = 2,     // bad usage or bad input
-    kExitInterrupted = 128 // plus the signal's number: 130 Ctrl-C, 143 SIGTERM
+    kExitIoFailure = 1,     // a file or device could not be read or written
+    kExitBadInput = 2,      // bad usage or bad input
+    kExitNothingUsable = 3, // a replay's input gave no fix near the field; the warnings say why
+    kExitInterrupted = 128  // plus the signal's number: 130 Ctrl-C, 143 SIGTERM
 };
 
 // The table above as the help text of every command prints it.

@@ -1,6 +1,6 @@
 // guidance: drives the library from positioning input to guidance records and
 // exports. The commands live in the guidance_tool library (Tool.h).
-#include "Export.h"
+#include "StickCopy.h"
 #include "Tool.h"
 #include "ToolError.h"
 #include "Utilities/CrashHandler.h"

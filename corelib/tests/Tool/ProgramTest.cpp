@@ -1,9 +1,11 @@
-// The built `guidance` program end to end: bad input, a reader that stops
-// early, the demonstration's outputs read back by independent readers, damaged record
-// files, outputs that are links, FIFOs and devices, the exit statuses, signals
+// The built `guidance` program end to end: bad and useless input, a receiver
+// log made by gpsbabel, version and leap seconds, progress on a terminal, a
+// reader that stops early, the demonstration's outputs read back by
+// independent readers, damaged record files, outputs that are links, FIFOs and devices, the exit statuses, signals
 // to a running replay, memory under a limit, and a live drive through
 // pseudo-terminals.
 #include "RecordFile.h"
+#include "SentenceWriter.h"
 #include "Support/BoundedThread.h"
 #include "Support/EmulatorLimits.h"
 #include "Support/TestSupport.h"
@@ -127,11 +129,132 @@ TEST_F(ProgramTest, InfoPrintsTheVersionAndOneReadingOfTheClock)
         << info;
     EXPECT_EQ(CoreTest::RunCommand("date -u -d @" + std::to_string(unixSeconds) + " '+%Y-%m-%d %H:%M:%S'").output,
               std::string(stamp) + "\n");
-    // GPS seconds with the library's 14 leap seconds and its epoch, Unix second
-    // 315964799 (one before the published 1980-01-06 00:00 UTC).
-    const long gpsSeconds = unixSeconds + 14 - 315964799;
+    // GPS seconds with today's 18 leap seconds from the GPS epoch, 1980-01-06
+    // 00:00 UTC (Unix second 315964800).
+    const long gpsSeconds = unixSeconds + 18 - 315964800;
     EXPECT_EQ(gpsSeconds / 604800, week);
     EXPECT_EQ(gpsSeconds % 604800, towSeconds);
+}
+
+// A fix near the sample field's first point, `north` metres north of it.
+std::string SampleFieldFix(double north, double timeOfDay)
+{
+    GuidanceTool::FixReport fix;
+    fix.timeOfDay = timeOfDay;
+    fix.latitude = 52.205 + north / 111250.0;
+    fix.longitude = -1.05;
+    fix.fixQuality = 4;
+    fix.satellites = 12;
+    return GuidanceTool::GgaSentence(fix);
+}
+
+TEST_F(ProgramTest, UselessInputIsReportedWithItsReasonAndStatus)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    GuidanceTool::FixReport far;
+    far.latitude = 48.1;
+    far.longitude = 11.5;
+    far.timeOfDay = 100;
+    const struct
+    {
+        std::string input;
+        int status;
+        std::string message;
+    } cases[] = {
+        {"", 3, "the input is empty"},
+        {std::string("\x7f"
+                     "ELF\x01\x00\x00\xff",
+                     8),
+         3, "no NMEA sentences in 8 bytes of input"},
+        {"\r\r\r\r\r\r", 3, "no NMEA sentences in 6 bytes of input"},
+        // gpsbabel's log of a track without fixes: every GGA quality 0, every RMC void.
+        {ReadBytes(CORELIB_SOURCE_DIR "/data/nmea/track.nmea"), 3,
+         "18 sentences but no position fix: GGA 6, RMC 6, VTG 6, GGA with quality 0 6, RMC void 6"},
+        {GuidanceTool::GsaSentence(8, 1.0) + GuidanceTool::FrameSentence("GLGSV,1,1,00"), 3,
+         "2 sentences but no position fix: GSA 1, GSV 1"},
+        {GuidanceTool::GgaSentence(far), 3,
+         "the first fix is 1040.2 km from the field's guidance line, and no fix comes within 5 km of it"},
+        // Usable, but said: the third fix is a second older than the second.
+        {SampleFieldFix(0, 100) + SampleFieldFix(1, 101) + SampleFieldFix(2, 100) + SampleFieldFix(3, 200), 0,
+         "time goes backwards at fix 3 (by 1.0 s), steps back in all: 1"},
+    };
+    for (const auto& c : cases)
+    {
+        ASSERT_TRUE(CoreTest::WriteBytes(File("in.nmea"), c.input));
+        const CoreTest::ChildResult result = Run("replay --no-stick --output out in.nmea");
+        EXPECT_TRUE(result.exited && result.exitStatus == c.status) << c.message << ": " << result.exitStatus;
+        EXPECT_NE(std::string::npos, Stderr().find("guidance: replay: in.nmea: " + c.message)) << Stderr();
+    }
+    EXPECT_NE(std::string::npos, Stderr().find("time jumps forward at fix 4 (by 100.0 s), gaps over 60 s in all: 1"))
+        << Stderr();
+}
+
+// A receiver log from a program that shares no code with the tool: gpsbabel
+// writes RMC, GGA, VTG and GSA from a GPX track across midnight; the talkers
+// are then varied as a multi-constellation receiver sends them, and the field
+// comes as a GeoJSON line.
+TEST_F(ProgramTest, AReceiverLogFromGpsbabelReplaysWithFullDateTimes)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    // 60 m due north from (52.2, 0.12); a fix every 2 m, a second apart, on the line.
+    WriteField("line.geojson", "{\"type\": \"Feature\", \"properties\": {\"name\": \"North strip\"},\n"
+                               " \"geometry\": {\"type\": \"LineString\", \"coordinates\": [[0.12, 52.2], [0.12, "
+                               "52.20053955]]}}\n");
+    std::string gpx = "<?xml version=\"1.0\"?>\n<gpx version=\"1.1\" creator=\"test\" "
+                      "xmlns=\"http://www.topografix.com/GPX/1/1\"><trk><trkseg>\n";
+    for (int i = 0; i < 30; ++i)
+    {
+        char point[200];
+        // 23:59:50 on 1 May 2024 plus i seconds: the log runs past midnight.
+        const int second = (86390 + i) % 86400;
+        std::snprintf(point, sizeof point,
+                      "<trkpt lat=\"%.7f\" lon=\"0.1200000\"><ele>40</ele><time>2024-05-%02dT%02d:%02d:%02dZ</time>"
+                      "<fix>dgps</fix><sat>14</sat></trkpt>\n",
+                      52.2 + 2.0 * (i + 1) / 111250.0, i < 10 ? 1 : 2, second / 3600, second / 60 % 60, second % 60);
+        gpx += point;
+    }
+    WriteField("track.gpx", gpx + "</trkseg></trk></gpx>\n");
+    const CoreTest::ChildResult babel =
+        CoreTest::RunCommand("gpsbabel -t -i gpx -f " + File("track.gpx") +
+                             " -x track,course,speed -o nmea,gpvtg=1 -F " + File("babel.nmea"));
+    ASSERT_EQ(0, babel.exitStatus) << babel.output;
+    std::istringstream lines(ReadBytes(File("babel.nmea")));
+    std::string log;
+    const char* const talkers[] = {"GN", "GP", "GL", "GA", "GB", "BD"};
+    int index = 0;
+    for (std::string line; std::getline(lines, line);)
+        log += GuidanceTool::FrameSentence(talkers[index++ % 6] + line.substr(3, line.find('*') - 3));
+    ASSERT_TRUE(CoreTest::WriteBytes(File("receiver.nmea"), log));
+
+    const CoreTest::ChildResult replay =
+        Run("replay --no-stick --output out --field line.geojson --width 6 receiver.nmea");
+    ASSERT_EQ(0, replay.exitStatus) << replay.output << Stderr();
+    const std::vector<FixRecord> records = GuidanceTool::ReadRecordFile(File("out/fixes.rec")).records;
+    ASSERT_EQ(30u, records.size());
+    // 2024-05-01T23:59:50Z is 1714607990 s (`date -u -d ... +%s`).
+    for (std::size_t i = 0; i < records.size(); ++i)
+        EXPECT_DOUBLE_EQ(1714607990.0 + i, records[i].utc) << i;
+    const std::string summary = ReadBytes(File("out/summary.txt"));
+    EXPECT_NE(std::string::npos, summary.find("start                   2024-05-01T23:59:50.0Z")) << summary;
+    EXPECT_NE(std::string::npos, summary.find("end                     2024-05-02T00:00:19.0Z")) << summary;
+    EXPECT_NE(std::string::npos, summary.find("fixes of quality 2              30 (100.0 %)")) << summary;
+    // gpsbabel writes a thousandth of a minute, about 2 m: the fixes sit within it of the line.
+    const std::size_t mean = summary.find("cross-track mean");
+    ASSERT_NE(std::string::npos, mean);
+    EXPECT_LT(std::stod(summary.substr(mean + 16)), 1.0) << summary;
+    EXPECT_NE(std::string::npos, summary.find("     1     0  2024-05-01T23:59:5")) << summary;
+}
+
+TEST_F(ProgramTest, VersionAndLeapSecondsDoNotDependOnWhereTheToolRuns)
+{
+    const CoreTest::ChildResult here = Run("--version");
+    const CoreTest::ChildResult root =
+        CoreTest::RunCommand("cd / && " + ToolTest::GuidanceCommand() + " --version 2>/dev/null");
+    EXPECT_EQ(here.output, root.output);
+    EXPECT_EQ(0u, here.output.find("guidance ")) << here.output;
+    EXPECT_NE(std::string::npos, here.output.find("libCoreLibrary")) << here.output;
+    EXPECT_NE(std::string::npos, Run("info").output.find("(GPS - UTC = 18 leap seconds)"));
+    EXPECT_NE(std::string::npos, Run("info --leap-seconds 17").output.find("(GPS - UTC = 17 leap seconds)"));
 }
 
 TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)
@@ -157,23 +280,29 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
         Run("demo --field strip.xml --passes 2 --output run --stick stick --damaged 0.02 --seed 7");
     ASSERT_EQ(0, result.exitStatus) << result.output << Stderr();
     // Complete files only: nothing partial or temporary is left beside them.
-    EXPECT_EQ((std::vector<std::string>{"drive.kml", "drive.nmea", "fixes.rec", "summary.txt"}),
-              ToolTest::ListDirectory(File("run")));
-    for (const char* name : {"drive.kml", "fixes.rec", "summary.txt"})
-        EXPECT_EQ(ReadBytes(File("run/") + name), ReadBytes(File("stick/") + name)) << name;
+    const std::vector<std::string> outputs = {"drive.geojson", "drive.gpx",   "drive.kml",
+                                              "fixes.rec",     "report.html", "summary.txt"};
+    std::vector<std::string> files = outputs;
+    files.insert(files.begin() + 3, "drive.nmea");
+    EXPECT_EQ(files, ToolTest::ListDirectory(File("run")));
+    // The stick has a folder for the run, named by its start (the simulated 1 May 2024, 10:00).
+    const std::string copy = "stick/run-2024-05-01T10-00-00Z/";
+    EXPECT_EQ(outputs, ToolTest::ListDirectory(File(copy)));
+    for (const std::string& name : outputs)
+        EXPECT_TRUE(ReadBytes(File("run/") + name) == ReadBytes(File(copy) + name)) << name;
+    // demo's closing lines list every file it wrote, the stick's copies too.
+    for (const std::string& name : files)
+        EXPECT_NE(std::string::npos, result.output.find("\n  run/" + name + "\n")) << name;
+    EXPECT_NE(std::string::npos, result.output.find(copy + "report.html\n")) << result.output;
 
     const std::vector<FixRecord> records = GuidanceTool::ReadRecordFile(File("run/fixes.rec")).records;
     ASSERT_GT(records.size(), 100u);
+    // Every record has the simulated day's date.
+    for (const FixRecord& record : records)
+        ASSERT_NEAR(1714521600 + record.timeOfDay, record.utc, 1e-6) << record.sequence;
 
     const CoreTest::ChildResult ogr = CoreTest::RunCommand("ogrinfo -ro -al -q " + File("run/drive.kml"));
     ASSERT_EQ(0, ogr.exitStatus) << ogr.output;
-    const auto track = OgrLine(ogr.output, "Driven track");
-    ASSERT_EQ(records.size(), track.size());
-    for (std::size_t i = 0; i < records.size(); ++i)
-    {
-        EXPECT_NEAR(records[i].longitude, track[i].first, 1e-9) << i;
-        EXPECT_NEAR(records[i].latitude, track[i].second, 1e-9) << i;
-    }
     // The guidance line is drawn every metre from the field's first point.
     const auto guidance = OgrLine(ogr.output, "Guidance line: Test strip");
     ASSERT_GT(guidance.size(), 60u);
@@ -232,15 +361,12 @@ TEST_F(ProgramTest, OutputsWriteThroughLinksFifosAndDevicesKeepingModes)
     EXPECT_EQ(reference, ReadBytes(File("fromfifo")));
     EXPECT_TRUE(!device || S_ISCHR(ModeOf(File("null"))));
 
-    // The record file and the stick copies behave the same.
+    // The record file behaves the same.
     ASSERT_EQ(0, mkdir(File("run").c_str(), 0777));
-    ASSERT_EQ(0, mkdir(File("stick").c_str(), 0777));
     ASSERT_EQ(0, symlink("../records.rec", File("run/fixes.rec").c_str()));
-    ASSERT_EQ(0, symlink("../stick.kml", File("stick/drive.kml").c_str()));
-    ASSERT_EQ(0, Run("replay --output run --stick stick reference.nmea").exitStatus) << Stderr();
-    EXPECT_TRUE(S_ISLNK(ModeOf(File("run/fixes.rec"))) && S_ISLNK(ModeOf(File("stick/drive.kml"))));
+    ASSERT_EQ(0, Run("replay --output run --no-stick reference.nmea").exitStatus) << Stderr();
+    EXPECT_TRUE(S_ISLNK(ModeOf(File("run/fixes.rec"))));
     EXPECT_GT(GuidanceTool::ReadRecordFile(File("records.rec")).records.size(), 100u);
-    EXPECT_EQ(ReadBytes(File("run/drive.kml")), ReadBytes(File("stick.kml")));
 }
 
 // One table of exit statuses: in every command's help, and kept by failures
@@ -296,7 +422,8 @@ TEST_F(ProgramTest, SignalsEndARunWithItsOutputsAndRecordsKept)
     stopWith("TERM");
     EXPECT_EQ("143\n", ReadBytes(File("status.txt"))) << Stderr();
     EXPECT_EQ("", Stderr());
-    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}),
+    EXPECT_EQ((std::vector<std::string>{"drive.geojson", "drive.gpx", "drive.kml", "fixes.rec", "report.html",
+                                        "summary.txt"}),
               ToolTest::ListDirectory(File("run")));
     EXPECT_EQ(0, CoreTest::RunCommand("xmllint --noout " + File("run/drive.kml")).exitStatus);
 
@@ -325,9 +452,10 @@ TEST_F(ProgramTest, SignalsEndARunWithItsOutputsAndRecordsKept)
     ASSERT_EQ(0, Run("replay --no-stick --field field.xml --output run drive.nmea").exitStatus) << Stderr();
     const std::vector<std::string> names = ToolTest::ListDirectory(File("run"));
     const std::string notices = Stderr();
-    ASSERT_EQ(5u, names.size()) << notices;
+    ASSERT_EQ(8u, names.size()) << notices;
     EXPECT_EQ(1, std::count(notices.begin(), notices.end(), '\n')) << notices;
-    for (std::size_t i = 1; i <= 2; ++i)
+    // After the three exports: drive.geojson, drive.gpx and drive.kml.
+    for (std::size_t i = 3; i <= 4; ++i)
     {
         EXPECT_EQ(0u, names[i].find("fixes-interrupted-20")) << names[i];
         const CoreTest::ChildResult dump = Run("dump run/" + names[i]);
@@ -377,6 +505,39 @@ struct PseudoTerminal
     int master = -1;
     std::string slave;
 };
+
+// What a pseudo-terminal's master side receives until it stays quiet for half a second.
+std::string ReadUntilQuiet(int master)
+{
+    std::string text;
+    char buffer[4096];
+    pollfd ready{master, POLLIN, 0};
+    while (poll(&ready, 1, 500) > 0)
+    {
+        const ssize_t count = read(master, buffer, sizeof buffer);
+        if (count <= 0)
+            break;
+        text.append(buffer, static_cast<std::size_t>(count));
+    }
+    return text;
+}
+
+// Progress goes to standard error only when it is a terminal; the other
+// tests see none of it in their captured standard error.
+TEST_F(ProgramTest, ProgressShowsOnATerminal)
+{
+    CORETEST_REQUIRE_TRIGONOMETRY();
+    PseudoTerminal terminal;
+    ASSERT_GE(terminal.master, 0);
+    const std::string run = "cd " + m_dir.Path() + " && " + ToolTest::GuidanceCommand();
+    ASSERT_EQ(0, CoreTest::RunCommand(run + " simulate --passes 1 --output d.nmea 2>" + terminal.slave).exitStatus);
+    const std::string simulated = ReadUntilQuiet(terminal.master);
+    EXPECT_NE(std::string::npos, simulated.find("simulating into d.nmea: ")) << simulated;
+    EXPECT_NE(std::string::npos, simulated.find(" s of driving")) << simulated;
+    ASSERT_EQ(0, CoreTest::RunCommand(run + " replay --no-stick --output run d.nmea 2>" + terminal.slave).exitStatus);
+    const std::string replayed = ReadUntilQuiet(terminal.master);
+    EXPECT_NE(std::string::npos, replayed.find("replaying d.nmea: 100%")) << replayed;
+}
 
 // simulate writes to one pseudo-terminal, the test carries the bytes over to
 // a second one, and replay reads that one as its serial device: the record
@@ -444,7 +605,9 @@ TEST_F(ProgramTest, InterruptedSerialReplayFinishesItsOutputs)
         " replay --no-stick --output live --idle 60 --serial " + receiver.slave +
         " > replay.txt 2>&1 & sleep 3; kill -INT $!; wait $!");
     EXPECT_EQ(0, result.exitStatus) << ReadBytes(File("replay.txt"));
-    EXPECT_EQ((std::vector<std::string>{"drive.kml", "fixes.rec", "summary.txt"}), ToolTest::ListDirectory(File("live")));
+    EXPECT_EQ((std::vector<std::string>{"drive.geojson", "drive.gpx", "drive.kml", "fixes.rec", "report.html",
+                                        "summary.txt"}),
+              ToolTest::ListDirectory(File("live")));
     EXPECT_FALSE(GuidanceTool::ReadRecordFile(File("live/fixes.rec")).records.empty());
 }
 

@@ -1,5 +1,6 @@
 #include "Field.h"
 
+#include "FieldFile.h"
 #include "IO/XML.h"
 #include "LocalPlane.h"
 #include "Options.h"
@@ -109,22 +110,57 @@ std::string CaptureParserMessage(const std::function<void()>& parse)
 
 } // namespace
 
-Field Field::Load(const std::string& path)
+Field Field::Load(const std::string& path, double workingWidth)
 {
     std::string text;
     errno = 0;
     if (!Core::Utilities::ReadFile(path, text))
         throw ToolError(errno == EIO ? kExitIoFailure : kExitBadInput, path, "cannot read the field file",
                         std::strerror(errno != 0 ? errno : EIO));
-    return FromText(text, path);
+    switch (FieldFormatOf(text))
+    {
+    case FieldFormat::Kml: return FieldFromKml(text, path, workingWidth);
+    case FieldFormat::GeoJson: return FieldFromGeoJson(text, path, workingWidth);
+    case FieldFormat::Field: break;
+    }
+    Field field = FromText(text, path);
+    if (workingWidth > 0)
+    {
+        field.workingWidth = workingWidth;
+        field.Check(path);
+    }
+    return field;
 }
 
-Field Field::FromText(const std::string& text, const std::string& source)
+void Field::CheckText(const std::string& text, const std::string& source)
 {
     const std::size_t invalid = FirstInvalidByte(text);
     if (invalid != std::string::npos)
         throw BadInput(source, "not a valid field file",
                        "invalid UTF-8 or a control character at byte " + std::to_string(invalid));
+}
+
+void Field::Check(const std::string& source) const
+{
+    CheckRange(source + ": working width", workingWidth, kNarrowestWidth, kWidestWidth);
+    if (points.size() < 2)
+        throw BadInput(source, "the guidance line needs at least two points");
+    CheckRange(source + ": number of points", static_cast<double>(points.size()), 2, kMostPoints);
+    const LocalPlane plane(points[0].latitude, points[0].longitude);
+    bool apart = false;
+    for (const GeoPoint& point : points)
+    {
+        apart = apart || point.latitude != points[0].latitude || point.longitude != points[0].longitude;
+        CheckRange(source + ": metres from the first point", plane.ToPlane(point.latitude, point.longitude).Length(), 0,
+                   kLargestExtent);
+    }
+    if (!apart)
+        throw BadInput(source, "the guidance line's points all coincide");
+}
+
+Field Field::FromText(const std::string& text, const std::string& source)
+{
+    CheckText(text, source);
     Core::IO::XMLDocument document;
     // ParseString works in place on its argument, so give it a copy.
     std::string buffer = text;
@@ -154,25 +190,12 @@ Field Field::FromText(const std::string& text, const std::string& source)
     const std::string width = document.FindValue("field/guidance/width", "");
     if (!ParseWholeDouble(width, field.workingWidth))
         throw BadInput(source, "the working width '" + width + "' is not a number of metres");
-    CheckRange(source + ": working width", field.workingWidth, kNarrowestWidth, kWidestWidth);
 
     for (const Core::IO::XMLNode& child : guidance->Children())
         if (child.Type() == Core::IO::XMLElementNode && child.Name() == "point")
             field.points.push_back(
                 GeoPoint{PointCoordinate(child, "lat", 90, source), PointCoordinate(child, "lon", 180, source)});
-    if (field.points.size() < 2)
-        throw BadInput(source, "the guidance line needs at least two points");
-    CheckRange(source + ": number of points", static_cast<double>(field.points.size()), 2, kMostPoints);
-    const LocalPlane plane(field.points[0].latitude, field.points[0].longitude);
-    bool apart = false;
-    for (const GeoPoint& point : field.points)
-    {
-        apart = apart || point.latitude != field.points[0].latitude || point.longitude != field.points[0].longitude;
-        CheckRange(source + ": metres from the first point", plane.ToPlane(point.latitude, point.longitude).Length(), 0,
-                   kLargestExtent);
-    }
-    if (!apart)
-        throw BadInput(source, "the guidance line's points all coincide");
+    field.Check(source);
     return field;
 }
 

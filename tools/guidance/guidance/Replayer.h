@@ -1,18 +1,21 @@
 // The replay of one run of NMEA input: splits the input into sentences,
-// decodes them, turns each fix into a record measured against the guidance
-// line (in a plane around the first fix), records it through a RecordWriter,
-// and keeps the counts and cross-track statistics of the summary. Memory stays
-// bounded however long the input: records go to the file, not into memory,
-// and the statistics are kept running.
+// gathers them into fixes (FixAssembler), measures each fix against the
+// guidance line (in a plane around the first fix), records it through a
+// RecordWriter, and keeps the counts, the run's figures and the checks of the
+// input for the summary. Memory stays bounded however long the input: records
+// go to the file, not into memory, and the figures are kept running.
 // Not thread-safe: belongs to the main thread.
 #ifndef GUIDANCE_REPLAYER_H
 #define GUIDANCE_REPLAYER_H
 
 #include "Field.h"
+#include "FixAssembler.h"
 #include "FixRecord.h"
 #include "GuidanceLine.h"
+#include "InputCheck.h"
 #include "LocalPlane.h"
 #include "RecordWriter.h"
+#include "RunStatistics.h"
 
 #include <memory>
 #include <string>
@@ -24,38 +27,10 @@ namespace GuidanceTool
 struct ReplayCounts
 {
     long read = 0;        // non-empty lines
-    long decoded = 0;     // sentences decoded (GGA and VTG)
+    long decoded = 0;     // sentences decoded (GGA, RMC and VTG)
     long checksum = 0;    // rejected because the checksum did not match
     long malformed = 0;   // rejected because a field was missing or bad
     long unsupported = 0; // intact sentences of types guidance does not decode
-};
-
-// Cross-track statistics over the fixes between the line's ends, in metres.
-struct CrossTrackStatistics
-{
-    long fixes = 0;
-    double mean = 0;         // of the absolute distance
-    double percentile95 = 0; // nearest-rank 95th percentile of the absolute distance, to the millimetre
-    double maximum = 0;
-};
-
-// The statistics above kept running: a sum, a maximum and a histogram of
-// millimetre bins, so memory is fixed whatever the number of fixes.
-class RunningCrossTrack
-{
-public:
-    RunningCrossTrack();
-    void Add(double distance);
-    CrossTrackStatistics Statistics() const;
-
-private:
-    // Bins of one millimetre up to this distance; beyond it the maximum is used.
-    static const int kHistogramMillimetres = 100000;
-
-    long m_fixes = 0;
-    double m_sum = 0;
-    double m_maximum = 0;
-    std::vector<unsigned int> m_histogram;
 };
 
 class Replayer
@@ -88,9 +63,12 @@ public:
     long RecordCount() const { return m_recordCount; }
     // Records that reached the file (complete only after Finish()).
     int RecordsWritten() const { return m_writer.Written(); }
-    CrossTrackStatistics CrossTrack() const { return m_crossTrack.Statistics(); }
+    // The run's figures: cross-track, distance, passes (complete after Finish()).
+    const RunStatistics& Statistics() const { return m_statistics; }
     // Distance between successive fixes, summed, metres.
-    double DistanceDriven() const { return m_distance; }
+    double DistanceDriven() const { return m_statistics.Distance(); }
+    // What the input lacked, for warnings.
+    const InputCheck& Check() const { return m_check; }
     // The latest record, for a status display; null before the first fix.
     const FixRecord* Latest() const { return m_recordCount == 0 ? nullptr : &m_latest; }
 
@@ -104,10 +82,10 @@ public:
     std::string Summary(const std::string& recordsLine) const;
 
 private:
-    // Decodes one line and acts on it.
+    // Decodes one line and acts on the fixes it completes.
     void HandleLine(const std::string& line);
-    // Measures and records the pending fix, if any.
-    void CompletePending();
+    // Measures and records the fixes the assembler has finished.
+    void TakeFixes();
 
     Field m_field;
     RecordWriter m_writer;
@@ -115,13 +93,11 @@ private:
     ReplayCounts m_counts;
     std::unique_ptr<LocalPlane> m_plane;
     std::unique_ptr<GuidanceLine> m_line;
-    bool m_pending = false;
-    bool m_pendingHasTrack = false;
-    FixRecord m_pendingRecord;
+    InputCheck m_check;
+    FixAssembler m_assembler;
+    RunStatistics m_statistics;
     FixRecord m_latest;
     long m_recordCount = 0;
-    RunningCrossTrack m_crossTrack;
-    double m_distance = 0;
 };
 
 } // namespace GuidanceTool

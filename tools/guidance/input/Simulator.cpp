@@ -90,8 +90,8 @@ std::vector<Point> OffsetToRight(const std::vector<Point>& line, double d)
 
 // A headland turn from the end of one pass (last direction `out`) to the start
 // of the next: a straight run out, a half circle, a straight run in.
-void AppendTurn(std::vector<PathPoint>& path, const Point& end, const Point& out, const Point& start,
-                const Point& in, double speed)
+void AppendTurn(std::vector<PathPoint>& path, const Point& end, const Point& out, const Point& start, const Point& in,
+                double speed)
 {
     const Point u = out / out.Length();
     const Point v = in / in.Length();
@@ -251,6 +251,8 @@ void SimulateDrive(const Field& field, const SimulationSettings& settings,
                 fix.geoidSeparation = 47.0;
                 fix.courseDegrees = HeadingToCourse(std::atan2(direction.y, direction.x) + random.RandNorm(0, 0.005));
                 fix.speedMetres = std::fabs(path[segment].speed + random.RandNorm(0, 0.02));
+                fix.midnight = settings.startDate;
+                out.text += MaybeDamage(RmcSentence(fix), settings.damagedShare, random);
                 out.text += MaybeDamage(GgaSentence(fix), settings.damagedShare, random);
                 out.text += MaybeDamage(VtgSentence(fix), settings.damagedShare, random);
                 if (epoch % kEpochsPerSecond == 0)

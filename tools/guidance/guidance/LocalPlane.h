@@ -22,8 +22,7 @@ public:
     // East and north metres of a position given in degrees.
     Core::Maths::Vector2<double> ToPlane(double latitudeDegrees, double longitudeDegrees) const;
     // The position, in degrees (latitude, longitude), of a point of the plane.
-    void ToGeodetic(const Core::Maths::Vector2<double>& point, double& latitudeDegrees,
-                    double& longitudeDegrees) const;
+    void ToGeodetic(const Core::Maths::Vector2<double>& point, double& latitudeDegrees, double& longitudeDegrees) const;
 
     // Metres per degree of latitude and of longitude at the origin.
     double MetresPerDegreeLatitude() const { return m_metresPerDegreeLatitude; }

@@ -47,11 +47,19 @@ struct Field
     double workingWidth = 0;
     int splineType = 0; // index into kSplineNames
 
-    // Reads the field file at path. Throws ToolError naming the file and the
+    // Reads the field file at path: the tool's own, or a KML or GeoJSON file
+    // (see FieldFile.h), which needs workingWidth; a workingWidth above 0
+    // overrides a field file's own. Throws ToolError naming the file and the
     // fault when it cannot be read or is not a valid field.
-    static Field Load(const std::string& path);
+    static Field Load(const std::string& path, double workingWidth = 0);
     // The same from the text of a field file; source names it in messages.
     static Field FromText(const std::string& text, const std::string& source);
+    // The checks of a field file's text (valid UTF-8, no control characters)
+    // and of a field read from any format (width, points and extent within
+    // their ranges, points apart), for fields from other tools' files too.
+    // Throw ToolError naming source.
+    static void CheckText(const std::string& text, const std::string& source);
+    void Check(const std::string& source) const;
     // The sample field built into the program.
     static Field Sample();
     // The text of the sample field file.

@@ -1,5 +1,8 @@
 #include "SentenceWriter.h"
 
+#include "SpeedUnits.h"
+#include "UtcTime.h"
+
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -10,9 +13,8 @@ namespace GuidanceTool
 namespace
 {
 
-// Knots and km/h per metre per second.
-const double kKnotsPerMetrePerSecond = 3600.0 / 1852.0;
-const double kKmhPerMetrePerSecond = 3.6;
+// Knots per metre per second, as the sentences give speed.
+const double kKnotsPerMetrePerSecond = 1 / kMetresPerSecondPerKnot;
 
 bool IsDifferential(int quality)
 {
@@ -83,6 +85,18 @@ std::string VtgSentence(const FixReport& fix)
                   fix.speedMetres * kKnotsPerMetrePerSecond, fix.speedMetres * kKmhPerMetrePerSecond,
                   IsDifferential(fix.fixQuality) ? 'D' : 'A');
     return FrameSentence(body);
+}
+
+std::string RmcSentence(const FixReport& fix)
+{
+    // "YYYY-MM-DD..." rearranged as ddmmyy.
+    const std::string date = IsoTime(fix.midnight, 0);
+    char tail[96];
+    std::snprintf(tail, sizeof tail, ",%.3f,%.2f,%s,,,%c", fix.speedMetres * kKnotsPerMetrePerSecond, fix.courseDegrees,
+                  (date.substr(8, 2) + date.substr(5, 2) + date.substr(2, 2)).c_str(),
+                  IsDifferential(fix.fixQuality) ? 'D' : 'A');
+    return FrameSentence("GPRMC," + FormatTime(fix.timeOfDay) + ",A," + FormatAngle(fix.latitude, 2, 'N', 'S') + "," +
+                         FormatAngle(fix.longitude, 3, 'E', 'W') + tail);
 }
 
 std::string GsaSentence(int satellites, double hdop)

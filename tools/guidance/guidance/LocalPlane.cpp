@@ -35,7 +35,8 @@ LocalPlane::LocalPlane(double latitudeDegrees, double longitudeDegrees)
     const double primeVerticalRadius = a / w;
     const double radiansPerDegree = Math<double>::PI / 180.0;
     m_metresPerDegreeLatitude = meridianRadius * radiansPerDegree;
-    m_metresPerDegreeLongitude = primeVerticalRadius * std::cos(Core::Maths::Radians(latitudeDegrees)) * radiansPerDegree;
+    m_metresPerDegreeLongitude =
+        primeVerticalRadius * std::cos(Core::Maths::Radians(latitudeDegrees)) * radiansPerDegree;
 }
 
 Core::Maths::Vector2<double> LocalPlane::ToPlane(double latitudeDegrees, double longitudeDegrees) const

@@ -1,6 +1,6 @@
 // Simulates a vehicle driving a field: the guidance line and its parallel
 // passes at the working width, joined by headland turns, reported as a
-// receiver would at 10 Hz (GGA and VTG every epoch, GSA once a second), with
+// receiver would at 10 Hz (RMC, GGA and VTG every epoch, GSA once a second), with
 // positioning noise, changes of fix quality, short dropouts and a small share
 // of damaged sentences. The drive's geometry is computed here on its own (its
 // own curve through the points and its own offsets), so that guidance replayed
@@ -25,7 +25,8 @@ struct SimulationSettings
     double damagedShare = 0.005; // share of sentences sent damaged (half bad checksum, half truncated)
     bool disturbances = true;    // fix-quality changes and dropouts
     unsigned int seed = 1;
-    double startTime = 36000;    // time of day of the first epoch, seconds (10:00:00 UTC)
+    double startTime = 36000;      // time of day of the first epoch, seconds (10:00:00 UTC)
+    double startDate = 1714521600; // the drive's day, seconds since 1970 (2024-05-01T00:00:00Z)
 };
 
 // The sentences of one 10 Hz epoch (empty during a dropout).
