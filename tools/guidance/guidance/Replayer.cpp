@@ -38,6 +38,15 @@ void Replayer::Feed(const std::string& chunk)
     m_writer.Process();
 }
 
+void Replayer::InputPaused()
+{
+    if (!m_partialLine.empty())
+        return;
+    m_assembler.Finish();
+    TakeFixes();
+    m_writer.Process();
+}
+
 void Replayer::Finish()
 {
     if (!m_partialLine.empty())

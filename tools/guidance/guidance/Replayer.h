@@ -44,6 +44,11 @@ public:
 
     // Takes the next piece of input; complete lines are handled at once.
     void Feed(const std::string& chunk);
+    // The input paused after complete lines: the open epoch is taken as
+    // complete and its fix recorded now rather than when the next epoch's
+    // first sentence arrives. For a live receiver, which pauses between
+    // epochs.
+    void InputPaused();
     // Ends the input (a last line without a line end counts) and writes every
     // record. Throws ToolError when a record could not be written.
     void Finish();

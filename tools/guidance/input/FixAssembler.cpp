@@ -57,6 +57,7 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
             m_point.speed = rmc.speedMetres;
             m_point.heading = CourseToHeading(rmc.courseDegrees);
         }
+        CloseIfComplete();
         return Outcome::Decoded;
     }
 
@@ -92,7 +93,14 @@ FixAssembler::Outcome FixAssembler::Line(const std::string& line)
         m_point.speed = kmh >= 0 ? kmh / kKmhPerMetrePerSecond : (knots >= 0 ? knots * kMetresPerSecondPerKnot : 0);
         m_point.heading = CourseToHeading(data.vtg.trackTrueDegrees);
     }
+    CloseIfComplete();
     return Outcome::Decoded;
+}
+
+void FixAssembler::CloseIfComplete()
+{
+    if (m_hasGga && m_hasRmc && m_hasTrack)
+        CloseEpoch();
 }
 
 void FixAssembler::EpochAt(double timeOfDay, bool repeated)

@@ -4,10 +4,11 @@
 // position, speed, course) and VTG (speed and course, no time). The sentences
 // of one epoch are gathered until a sentence with another time, a second GGA
 // or RMC, or the end, closes it; a VTG belongs to the epoch of the timed
-// sentence before it. The epoch gives a fix when its GGA has a quality above
-// 0, or, without a GGA, when its RMC is valid (quality then unknown). The
-// last RMC's date dates every later fix, a day added when the time of day
-// wraps past midnight. Lines are decoded by the library's parser (GGA and
+// sentence before it. An epoch that holds all three closes at once, so that
+// a live fix is recorded as soon as its last sentence is in; one without
+// all three closes when the next begins or the input pauses (Finish()). The epoch gives a fix when its GGA has a
+// quality above 0, or, without a GGA, when its RMC is valid (quality then unknown). The last RMC's date dates every
+// later fix, a day added when the time of day wraps past midnight. Lines are decoded by the library's parser (GGA and
 // VTG) and by DecodeRmc; every talker is accepted.
 // Not thread-safe: belongs to the thread that replays.
 #ifndef GUIDANCE_INPUT_FIXASSEMBLER_H
@@ -42,7 +43,7 @@ public:
     explicit FixAssembler(InputCheck& check) : m_check(check) {}
 
     Outcome Line(const std::string& line);
-    // Closes the last epoch.
+    // Closes the open epoch: at the end of the input, or when it pauses.
     void Finish() { CloseEpoch(); }
     // Takes the oldest finished fix; false when none is waiting. Only
     // latitude, longitude, time, quality, satellites, speed and heading of its
@@ -54,6 +55,8 @@ private:
     // sentence's type already came in the open one (repeated).
     void EpochAt(double timeOfDay, bool repeated);
     void CloseEpoch();
+    // Closes the epoch once it holds a GGA, an RMC and a VTG.
+    void CloseIfComplete();
 
     InputCheck& m_check;
     std::deque<FixRecord> m_ready;
