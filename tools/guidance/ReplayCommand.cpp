@@ -125,7 +125,7 @@ std::string StickFrom(const Options& options)
             throw BadInput(stick, "no such stick directory");
         return stick;
     }
-    return Core::Utilities::USBPresent() ? kStickDirectory : "";
+    return Core::Utilities::USBPresent() ? Core::Utilities::kUSBMountPoint : "";
 }
 
 // Shows fixes, records written, their rate and the cross-track on one line, at most five times a second.

@@ -1,9 +1,9 @@
 // guidance: drives the library from positioning input to guidance records and
 // exports. The commands live in the guidance_tool library (Tool.h).
-#include "StickCopy.h"
 #include "Tool.h"
 #include "ToolError.h"
 #include "Utilities/CrashHandler.h"
+#include "Utilities/FileUtilities.h"
 
 #include <cerrno>
 #include <csignal>
@@ -39,7 +39,7 @@ void ReportCrash(int signal)
 {
     const std::string local = FindCrashLog(std::string("/tmp/") + kModuleName + "_", ".crash");
     const std::string stick =
-        FindCrashLog(std::string(GuidanceTool::kStickDirectory) + "module_" + kModuleName + "_", ".txt");
+        FindCrashLog(std::string(Core::Utilities::kUSBMountPoint) + "module_" + kModuleName + "_", ".txt");
     GuidanceTool::PrintMessage((local.empty() ? std::string("no crash log") : local) + ": crashed: " +
                                strsignal(signal) + (stick.empty() ? "" : " (copy on the stick: " + stick + ")"));
     _exit(GuidanceTool::kExitInterrupted + signal);

@@ -61,8 +61,6 @@ unsigned int ReadWhole(const std::string& path, const std::string& what, Use use
 
 } // namespace
 
-const char kStickDirectory[] = "/mnt/usb/";
-
 std::string RunFolderName(double utc)
 {
     if (utc < 0)

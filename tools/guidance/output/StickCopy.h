@@ -14,9 +14,6 @@
 namespace GuidanceTool
 {
 
-// Where the device mounts the USB stick.
-extern const char kStickDirectory[];
-
 // The folder name of a run starting at utc (seconds since 1970; negative
 // when the run has no date, which gives "run-undated").
 std::string RunFolderName(double utc);
