@@ -80,11 +80,8 @@ void Run(const ScenarioFactory& make, const FileFault* fault, int samples, Figur
     figures.violations += power.Explore([&](const PowerLoss::State& s) { return scenario->Check(s); }, samples);
     figures.states += power.States();
     figures.faults += fault != nullptr ? 1 : 0;
-    if (counts != nullptr)
-    {
-        for (int op = 0; op < static_cast<int>(FileOp::Count); ++op)
-            counts[op] = power.Calls(static_cast<FileOp>(op));
-    }
+    for (int op = 0; counts != nullptr && op < static_cast<int>(FileOp::Count); ++op)
+        counts[op] = power.Calls(static_cast<FileOp>(op));
 }
 
 // The clean run, then one run per fault the clean run could have met.
@@ -95,9 +92,7 @@ Figures Campaign(const std::string& writer, const ScenarioFactory& make)
     const int samples = SamplesPerPoint();
     Run(make, nullptr, samples, figures, counts);
     for (int op = 0; op < static_cast<int>(FileOp::Count); ++op)
-    {
         for (int nth = 1; nth <= counts[op]; ++nth)
-        {
             for (int error : {EIO, ENOSPC, EDQUOT, 0})
             {
                 if (error == 0 && static_cast<FileOp>(op) != FileOp::Write)
@@ -105,8 +100,6 @@ Figures Campaign(const std::string& writer, const ScenarioFactory& make)
                 const FileFault fault{static_cast<FileOp>(op), nth, error};
                 Run(make, &fault, samples / 4 + 1, figures, nullptr);
             }
-        }
-    }
     CoreTest::ReportDurability("Durability", writer, figures);
     return figures;
 }
@@ -130,10 +123,8 @@ std::string ExpectOneOf(const PowerLoss::State& state, const std::string& name,
         return name + " is missing";
     const std::string contents = CoreTest::ReadBytes(path);
     for (const std::string* version : allowed)
-    {
         if (contents == *version)
             return "";
-    }
     return name + " holds " + std::to_string(contents.size()) + " bytes of neither version";
 }
 
@@ -221,10 +212,8 @@ private:
             found.push_back(tag);
         }
         for (int a = 0; a < acknowledged; ++a)
-        {
             if (std::find(found.begin(), found.end(), m_acknowledged[a]) == found.end())
                 return "acknowledged block " + std::to_string(m_acknowledged[a]) + " is lost";
-        }
         if (withExtra && (found.empty() || found.back() != kBlocks))
             return "the block appended after the crash is not read back";
         return "";
@@ -258,14 +247,11 @@ public:
     };
 
     ReplacementScenario(Writer writer, const FileFault* fault)
-        : m_writer(writer), m_old(Contents("old", 700)), m_faultFired(false), m_reportedFailure(false), m_fault(fault)
+        : m_writer(writer), m_old(Contents("old", 700)), m_new(writer == XML   ? NewDocument("")
+                                                               : writer == KML ? NewTrack("")
+                                                                               : Contents("new", 9000)),
+          m_faultFired(false), m_reportedFailure(false), m_fault(fault)
     {
-        switch (writer)
-        {
-        case XML: m_new = NewDocument(""); break;
-        case KML: m_new = NewTrack(""); break;
-        default: m_new = Contents("new", 9000);
-        }
         CoreTest::WriteBytes(m_source.File("source"), m_new);
     }
 

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <fstream>
@@ -50,13 +51,6 @@ std::map<std::string, std::string> ReadDirectory(const std::string& directory)
     return files;
 }
 
-// Removes every entry directly inside directory.
-void EmptyDirectory(const std::string& directory)
-{
-    for (const std::string& name : ListDirectory(directory))
-        unlink((directory + "/" + name).c_str());
-}
-
 // Writes bytes at offset into contents, filling any gap before it with zeros
 // (the hole a later write leaves when earlier bytes never reached the medium).
 void Overlay(std::string& contents, uint64_t offset, const std::string& bytes)
@@ -66,81 +60,61 @@ void Overlay(std::string& contents, uint64_t offset, const std::string& bytes)
     contents.replace(offset, bytes.size(), bytes);
 }
 
-// What the medium holds after a crash, rebuilt from the log.
+using Event = PowerLoss::Event;
+
+// What the medium holds after a crash, rebuilt from the log: each file's synced
+// bytes and its writes and truncations since, the synced and the live names,
+// and the name changes since the directory was last synced.
 struct Model
 {
-    // Each file's synced bytes and its operations since (writes and truncations).
-    struct Node
-    {
-        std::string durable;
-        std::vector<const PowerLoss::Event*> pending;
-    };
-    std::vector<Node> nodes;
-    std::map<std::string, int> durableNames;
-    std::map<std::string, int> liveNames;
-    std::vector<const PowerLoss::Event*> pendingNames;
+    std::vector<std::string> durable;
+    std::vector<std::vector<const Event*>> pending;
+    std::map<std::string, int> durableNames, liveNames;
+    std::vector<const Event*> pendingNames;
     int acknowledged = 0;
 
-    void Apply(Node& node, const PowerLoss::Event& event)
+    void SyncNode(std::size_t node)
     {
-        if (event.kind == PowerLoss::Event::Truncate)
-            node.durable.resize(event.offset, '\0');
-        else
-            Overlay(node.durable, event.offset, event.data);
-    }
-
-    void SyncNode(Node& node)
-    {
-        for (const PowerLoss::Event* event : node.pending)
-            Apply(node, *event);
-        node.pending.clear();
-    }
-
-    void SyncNames()
-    {
-        durableNames = liveNames;
-        pendingNames.clear();
+        for (const Event* event : pending[node])
+            if (event->kind == Event::Truncate)
+                durable[node].resize(event->offset, '\0');
+            else
+                Overlay(durable[node], event->offset, event->data);
+        pending[node].clear();
     }
 
     // Renames, creations and removals, applied to a set of names.
-    static void Rename(std::map<std::string, int>& names, const PowerLoss::Event& event)
+    static void Rename(std::map<std::string, int>& names, const Event& event)
     {
-        switch (event.kind)
+        if (event.kind == Event::Create)
+            names[event.name] = event.node;
+        else if (event.kind == Event::Unlink)
+            names.erase(event.name);
+        else if (event.kind == Event::Rename && names.count(event.name) != 0)
         {
-        case PowerLoss::Event::Create: names[event.name] = event.node; break;
-        case PowerLoss::Event::Rename:
-            if (names.count(event.name) != 0)
-            {
-                names[event.to] = names[event.name];
-                names.erase(event.name);
-            }
-            break;
-        case PowerLoss::Event::Unlink: names.erase(event.name); break;
-        default: break;
+            names[event.to] = names[event.name];
+            names.erase(event.name);
         }
     }
 
-    void Replay(const PowerLoss::Event& event)
+    void Replay(const Event& event)
     {
+        const auto node = static_cast<std::size_t>(event.node);
         switch (event.kind)
         {
-        case PowerLoss::Event::Create:
-        case PowerLoss::Event::Rename:
-        case PowerLoss::Event::Unlink:
-            Rename(liveNames, event);
-            pendingNames.push_back(&event);
-            break;
-        case PowerLoss::Event::Write:
-        case PowerLoss::Event::Truncate: nodes[event.node].pending.push_back(&event); break;
-        case PowerLoss::Event::SyncFile: SyncNode(nodes[event.node]); break;
-        case PowerLoss::Event::LoseUnsynced: nodes[event.node].pending.clear(); break;
-        case PowerLoss::Event::SyncDirectory: SyncNames(); break;
-        case PowerLoss::Event::SyncAll:
-            for (Node& node : nodes)
-                SyncNode(node);
-            SyncNames();
-            break;
-        case PowerLoss::Event::Acknowledge: ++acknowledged; break;
+        case Event::Create:
+        case Event::Rename:
+        case Event::Unlink: Rename(liveNames, event), pendingNames.push_back(&event); break;
+        case Event::Write:
+        case Event::Truncate: pending[node].push_back(&event); break;
+        case Event::SyncFile: SyncNode(node); break;
+        case Event::LoseUnsynced: pending[node].clear(); break;
+        case Event::SyncAll:
+            for (std::size_t n = 0; n < pending.size(); ++n)
+                SyncNode(n);
+            [[fallthrough]];
+        case Event::SyncDirectory: durableNames = liveNames, pendingNames.clear(); break;
+        case Event::Acknowledge: ++acknowledged; break;
         }
     }
 };
@@ -150,7 +124,7 @@ struct Model
 struct Choice
 {
     int node; // -1 for a name change
-    const PowerLoss::Event* event;
+    const Event* event;
     uint64_t begin, end; // the piece of a write
 };
 
@@ -158,26 +132,20 @@ struct Choice
 std::vector<Choice> Choices(const Model& model)
 {
     std::vector<Choice> choices;
-    for (std::size_t n = 0; n < model.nodes.size(); ++n)
-    {
-        for (const PowerLoss::Event* event : model.nodes[n].pending)
+    for (std::size_t n = 0; n < model.pending.size(); ++n)
+        for (const Event* event : model.pending[n])
         {
-            if (event->kind == PowerLoss::Event::Truncate)
-            {
+            if (event->kind == Event::Truncate)
                 choices.push_back({static_cast<int>(n), event, 0, 0});
-                continue;
-            }
-            const uint64_t end = event->offset + event->data.size();
-            for (uint64_t begin = event->offset; begin < end;)
+            // A truncation carries no data: no pieces.
+            for (uint64_t begin = event->offset, end = begin + event->data.size(); begin < end;)
             {
                 const uint64_t boundary = (begin / PowerLoss::kSectorSize + 1) * PowerLoss::kSectorSize;
-                const uint64_t pieceEnd = boundary < end ? boundary : end;
-                choices.push_back({static_cast<int>(n), event, begin, pieceEnd});
-                begin = pieceEnd;
+                choices.push_back({static_cast<int>(n), event, begin, std::min(boundary, end)});
+                begin = std::min(boundary, end);
             }
         }
-    }
-    for (const PowerLoss::Event* event : model.pendingNames)
+    for (const Event* event : model.pendingNames)
         choices.push_back({-1, event, 0, 0});
     return choices;
 }
@@ -186,18 +154,16 @@ std::vector<Choice> Choices(const Model& model)
 std::map<std::string, std::string> CrashFiles(const Model& model, const std::vector<Choice>& choices,
                                               const std::vector<bool>& kept)
 {
-    std::vector<std::string> contents;
-    for (const Model::Node& node : model.nodes)
-        contents.push_back(node.durable);
+    std::vector<std::string> contents = model.durable;
     std::map<std::string, int> names = model.durableNames;
     for (std::size_t i = 0; i < choices.size(); ++i)
     {
+        const Choice& choice = choices[i];
         if (!kept[i])
             continue;
-        const Choice& choice = choices[i];
-        if (choice.node < 0)
+        else if (choice.node < 0)
             Model::Rename(names, *choice.event);
-        else if (choice.event->kind == PowerLoss::Event::Truncate)
+        else if (choice.event->kind == Event::Truncate)
             contents[choice.node].resize(choice.event->offset, '\0');
         else
             Overlay(contents[choice.node], choice.begin,
@@ -214,43 +180,22 @@ std::map<std::string, std::string> CrashFiles(const Model& model, const std::vec
 // through its queue) and seeded random draws.
 std::vector<std::vector<bool>> Combinations(std::size_t count, int samples, uint64_t seed)
 {
-    std::vector<std::vector<bool>> masks;
-    if (count <= static_cast<std::size_t>(PowerLoss::kExhaustiveBits))
-    {
-        for (uint32_t bits = 0; bits < (1u << count); ++bits)
-        {
-            std::vector<bool> mask(count);
-            for (std::size_t i = 0; i < count; ++i)
-                mask[i] = (bits >> i) & 1u;
-            masks.push_back(mask);
-        }
-        return masks;
-    }
-    const int prefixes = samples / 2 > 1 ? samples / 2 : 2;
-    for (int p = 0; p <= prefixes; ++p)
-    {
-        const std::size_t keep = count * static_cast<std::size_t>(p) / static_cast<std::size_t>(prefixes);
-        std::vector<bool> mask(count, false);
-        for (std::size_t i = 0; i < keep; ++i)
-            mask[i] = true;
-        masks.push_back(mask);
-    }
+    const bool exhaustive = count <= static_cast<std::size_t>(PowerLoss::kExhaustiveBits);
+    const std::size_t prefixes = samples / 2 > 1 ? samples / 2 : 2;
+    const std::size_t total = exhaustive ? std::size_t(1) << count : std::max<std::size_t>(prefixes, samples) + 1;
     std::mt19937_64 random(seed);
-    for (int s = prefixes; s < samples; ++s)
-    {
-        std::vector<bool> mask(count);
+    std::vector<std::vector<bool>> masks(total, std::vector<bool>(count));
+    for (std::size_t m = 0; m < total; ++m)
         for (std::size_t i = 0; i < count; ++i)
-            mask[i] = (random() & 1u) != 0;
-        masks.push_back(mask);
-    }
+            masks[m][i] = exhaustive ? (m >> i) & 1u : m <= prefixes ? i < count * m / prefixes : (random() & 1u) != 0;
     return masks;
 }
 
 } // namespace
 
 PowerLoss::PowerLoss(const std::string& scratch)
-    : m_scratch(scratch), m_directory(scratch + "/files"), m_stateDirectory(scratch + "/crash"), m_previous(nullptr),
-      m_recording(false), m_nodes(0), m_states(0)
+    : m_directory(scratch + "/files"), m_stateDirectory(scratch + "/crash"), m_previous(nullptr), m_recording(false),
+      m_nodes(0), m_states(0)
 {
     mkdir(m_directory.c_str(), 0700);
     mkdir(m_stateDirectory.c_str(), 0700);
@@ -282,12 +227,13 @@ void PowerLoss::Record(const Writer& writer)
 
 void PowerLoss::Acknowledge()
 {
-    Log({Event::Acknowledge, -1, "", "", 0, ""});
+    Log(Event::Acknowledge, -1);
 }
 
-void PowerLoss::Log(const Event& event)
+void PowerLoss::Log(Event::Kind kind, int node, const std::string& name, const std::string& to, uint64_t offset,
+                    const std::string& data)
 {
-    m_log.push_back(event);
+    m_log.push_back({kind, node, name, to, offset, data});
 }
 
 int PowerLoss::Explore(const Checker& check, int samplesPerPoint)
@@ -298,26 +244,28 @@ int PowerLoss::Explore(const Checker& check, int samplesPerPoint)
     std::set<std::size_t> seen;
     const auto run = [&](const State& state) {
         const std::string problem = check(state);
-        if (problem.empty())
-            return;
-        ++violations;
-        ADD_FAILURE() << state.description << ": " << problem;
+        if (!problem.empty())
+        {
+            ++violations;
+            ADD_FAILURE() << state.description << ": " << problem;
+        }
     };
+    Model start;
+    start.durable.resize(static_cast<std::size_t>(m_nodes));
+    start.pending.resize(static_cast<std::size_t>(m_nodes));
+    int node = 0;
+    for (const auto& [name, contents] : m_initial)
+    {
+        start.durableNames[name] = start.liveNames[name] = node;
+        start.durable[static_cast<std::size_t>(node++)] = contents;
+    }
     for (std::size_t point = 0; point <= m_log.size(); ++point)
     {
         // A crash just before an acknowledgement is the same as one just
         // after it, which promises more: check that one only.
         if (point < m_log.size() && m_log[point].kind == Event::Acknowledge)
             continue;
-        Model model;
-        model.nodes.resize(static_cast<std::size_t>(m_nodes));
-        int node = 0;
-        for (const auto& [name, contents] : m_initial)
-        {
-            model.nodes[static_cast<std::size_t>(node)].durable = contents;
-            model.durableNames[name] = node;
-            model.liveNames[name] = node++;
-        }
+        Model model = start;
         for (std::size_t e = 0; e < point; ++e)
             model.Replay(m_log[e]);
         const std::vector<Choice> choices = Choices(model);
@@ -330,7 +278,8 @@ int PowerLoss::Explore(const Checker& check, int samplesPerPoint)
                 key += '\0' + name + '\0' + std::to_string(contents.size()) + '\0' + contents;
             if (!seen.insert(std::hash<std::string>()(key)).second)
                 continue;
-            EmptyDirectory(m_stateDirectory);
+            for (const std::string& name : ListDirectory(m_stateDirectory))
+                unlink((m_stateDirectory + "/" + name).c_str());
             for (const auto& [name, contents] : files)
                 std::ofstream(m_stateDirectory + "/" + name, std::ios::binary) << contents;
             ++m_states;
@@ -339,62 +288,51 @@ int PowerLoss::Explore(const Checker& check, int samplesPerPoint)
                      ", combination " + std::to_string(m) + " of " + std::to_string(masks.size())});
         }
     }
-    int acknowledged = 0;
-    for (const Event& event : m_log)
-        acknowledged += event.kind == Event::Acknowledge ? 1 : 0;
-    run({m_directory, acknowledged, true, true, "the live directory after the run"});
+    const auto acknowledged =
+        std::count_if(m_log.begin(), m_log.end(), [](const Event& event) { return event.kind == Event::Acknowledge; });
+    run({m_directory, static_cast<int>(acknowledged), true, true, "the live directory after the run"});
     return violations;
 }
 
 std::string PowerLoss::NameOf(const std::string& path) const
 {
     const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash);
-    if (RealPath(directory) != m_realDirectory)
+    if (RealPath(slash == std::string::npos ? "." : path.substr(0, slash)) != m_realDirectory)
         return "";
-    return slash == std::string::npos ? path : path.substr(slash + 1);
+    return path.substr(slash + 1); // npos + 1 is 0: the whole path
 }
 
 int PowerLoss::Created(const std::string& name)
 {
-    const int node = m_nodes++;
-    m_live[name] = node;
-    Log({Event::Create, node, name, "", 0, ""});
-    return node;
+    Log(Event::Create, m_nodes, name);
+    return m_live[name] = m_nodes++;
+}
+
+int PowerLoss::Tracked(int fd) const
+{
+    const auto tracked = m_descriptors.find(fd);
+    return tracked == m_descriptors.end() ? kUntracked : tracked->second;
 }
 
 int PowerLoss::Open(const char* path, int flags, mode_t mode)
 {
     const int fd = FaultyFiles::Open(path, flags, mode);
-    if (fd < 0)
-        return fd;
-    if ((flags & O_DIRECTORY) != 0)
-    {
-        if (RealPath(path) == m_realDirectory)
-            m_descriptors[fd] = -1;
-        return fd;
-    }
-    const std::string name = NameOf(path);
+    const std::string name = fd < 0 || (flags & O_DIRECTORY) != 0 ? "" : NameOf(path);
+    if (fd >= 0 && (flags & O_DIRECTORY) != 0 && RealPath(path) == m_realDirectory)
+        m_descriptors[fd] = -1;
     if (name.empty())
         return fd;
     const auto live = m_live.find(name);
-    if (live == m_live.end())
-    {
-        m_descriptors[fd] = Created(name);
-        return fd;
-    }
-    m_descriptors[fd] = live->second;
-    if ((flags & O_TRUNC) != 0)
-        Log({Event::Truncate, live->second, name, "", 0, ""});
+    m_descriptors[fd] = live == m_live.end() ? Created(name) : live->second;
+    if (live != m_live.end() && (flags & O_TRUNC) != 0)
+        Log(Event::Truncate, live->second, name);
     return fd;
 }
 
 int PowerLoss::CreateTemporary(char* pathTemplate)
 {
     const int fd = FaultyFiles::CreateTemporary(pathTemplate);
-    if (fd < 0)
-        return fd;
-    const std::string name = NameOf(pathTemplate);
+    const std::string name = fd < 0 ? "" : NameOf(pathTemplate);
     if (!name.empty())
         m_descriptors[fd] = Created(name);
     return fd;
@@ -402,20 +340,17 @@ int PowerLoss::CreateTemporary(char* pathTemplate)
 
 ssize_t PowerLoss::Write(int fd, const void* data, std::size_t length)
 {
-    const auto tracked = m_descriptors.find(fd);
+    const int node = Tracked(fd);
+    struct stat status;
     uint64_t offset = 0;
-    if (tracked != m_descriptors.end())
-    {
-        struct stat status;
-        if ((fcntl(fd, F_GETFL) & O_APPEND) != 0 && fstat(fd, &status) == 0)
-            offset = static_cast<uint64_t>(status.st_size);
-        else
-            offset = static_cast<uint64_t>(lseek(fd, 0, SEEK_CUR));
-    }
+    if (node >= 0)
+        offset = (fcntl(fd, F_GETFL) & O_APPEND) != 0 && fstat(fd, &status) == 0
+                     ? static_cast<uint64_t>(status.st_size)
+                     : static_cast<uint64_t>(lseek(fd, 0, SEEK_CUR));
     const ssize_t written = FaultyFiles::Write(fd, data, length);
-    if (written > 0 && tracked != m_descriptors.end() && tracked->second >= 0)
-        Log({Event::Write, tracked->second, "", "", offset,
-             std::string(static_cast<const char*>(data), static_cast<std::size_t>(written))});
+    if (written > 0 && node >= 0)
+        Log(Event::Write, node, "", "", offset,
+            std::string(static_cast<const char*>(data), static_cast<std::size_t>(written)));
     return written;
 }
 
@@ -423,26 +358,21 @@ int PowerLoss::Sync(int fd)
 {
     // The medium is modelled, not used: no real fsync is needed (and none is
     // made, which keeps thousands of runs fast).
-    const auto tracked = m_descriptors.find(fd);
+    const int node = Tracked(fd);
     if (Inject(FileOp::Sync))
     {
-        if (tracked != m_descriptors.end() && tracked->second >= 0)
-            Log({Event::LoseUnsynced, tracked->second, "", "", 0, ""});
+        if (node >= 0)
+            Log(Event::LoseUnsynced, node);
         return -1;
     }
-    if (tracked != m_descriptors.end())
-    {
-        if (tracked->second < 0)
-            Log({Event::SyncDirectory, -1, "", "", 0, ""});
-        else
-            Log({Event::SyncFile, tracked->second, "", "", 0, ""});
-    }
+    if (node != kUntracked)
+        Log(node < 0 ? Event::SyncDirectory : Event::SyncFile, node);
     return 0;
 }
 
 void PowerLoss::SyncAll()
 {
-    Log({Event::SyncAll, -1, "", "", 0, ""});
+    Log(Event::SyncAll, -1);
 }
 
 int PowerLoss::Close(int fd)
@@ -454,19 +384,18 @@ int PowerLoss::Close(int fd)
 int PowerLoss::Rename(const char* from, const char* to)
 {
     const int result = FaultyFiles::Rename(from, to);
-    const std::string fromName = NameOf(from);
-    const std::string toName = NameOf(to);
+    const std::string fromName = NameOf(from), toName = NameOf(to);
     if (result != 0 || fromName.empty() || m_live.count(fromName) == 0)
         return result;
+    // Moved out of the directory: gone from it.
     if (toName.empty())
+        Log(Event::Unlink, -1, fromName);
+    else
     {
-        m_live.erase(fromName);
-        Log({Event::Unlink, -1, fromName, "", 0, ""});
-        return result;
+        Log(Event::Rename, -1, fromName, toName);
+        m_live[toName] = m_live[fromName];
     }
-    m_live[toName] = m_live[fromName];
     m_live.erase(fromName);
-    Log({Event::Rename, -1, fromName, toName, 0, ""});
     return result;
 }
 
@@ -475,16 +404,15 @@ int PowerLoss::Unlink(const char* path)
     const int result = FaultyFiles::Unlink(path);
     const std::string name = NameOf(path);
     if (result == 0 && !name.empty() && m_live.erase(name) != 0)
-        Log({Event::Unlink, -1, name, "", 0, ""});
+        Log(Event::Unlink, -1, name);
     return result;
 }
 
 int PowerLoss::Truncate(int fd, off_t length)
 {
     const int result = FaultyFiles::Truncate(fd, length);
-    const auto tracked = m_descriptors.find(fd);
-    if (result == 0 && tracked != m_descriptors.end() && tracked->second >= 0)
-        Log({Event::Truncate, tracked->second, "", "", static_cast<uint64_t>(length), ""});
+    if (result == 0 && Tracked(fd) >= 0)
+        Log(Event::Truncate, Tracked(fd), "", "", static_cast<uint64_t>(length));
     return result;
 }
 

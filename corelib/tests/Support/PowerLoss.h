@@ -132,13 +132,14 @@ private:
     std::string NameOf(const std::string& path) const;
     // Notes a new file under name and returns its node.
     int Created(const std::string& name);
+    // The node descriptor fd writes: -1 for the recorded directory itself,
+    // kUntracked for a descriptor outside it.
+    int Tracked(int fd) const;
+    static constexpr int kUntracked = -2;
     // Adds an event to the log.
-    void Log(const Event& event);
-    // Writes one crash state's files into the state directory; false when it
-    // is the same as a state already checked at this crash point.
-    bool Materialise(const std::map<std::string, std::string>& files);
+    void Log(Event::Kind kind, int node, const std::string& name = "", const std::string& to = "", uint64_t offset = 0,
+             const std::string& data = "");
 
-    std::string m_scratch;
     std::string m_directory;
     std::string m_realDirectory;
     std::string m_stateDirectory;
