@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <fstream>
@@ -31,6 +32,19 @@ public:
 };
 
 // The canonical path of an existing directory, or "" when it does not exist.
+// Keeps errno as the file operation left it, through the bookkeeping that
+// follows it: callers read errno after a failure, and a successful system
+// call leaves it alone.
+class KeptErrno
+{
+public:
+    KeptErrno() : m_error(errno) {}
+    ~KeptErrno() { errno = m_error; }
+
+private:
+    int m_error;
+};
+
 std::string RealPath(const std::string& path)
 {
     char resolved[PATH_MAX];
@@ -317,6 +331,7 @@ int PowerLoss::Tracked(int fd) const
 int PowerLoss::Open(const char* path, int flags, mode_t mode)
 {
     const int fd = FaultyFiles::Open(path, flags, mode);
+    const KeptErrno kept;
     const std::string name = fd < 0 || (flags & O_DIRECTORY) != 0 ? "" : NameOf(path);
     if (fd >= 0 && (flags & O_DIRECTORY) != 0 && RealPath(path) == m_realDirectory)
         m_descriptors[fd] = -1;
@@ -332,6 +347,7 @@ int PowerLoss::Open(const char* path, int flags, mode_t mode)
 int PowerLoss::CreateTemporary(char* pathTemplate)
 {
     const int fd = FaultyFiles::CreateTemporary(pathTemplate);
+    const KeptErrno kept;
     const std::string name = fd < 0 ? "" : NameOf(pathTemplate);
     if (!name.empty())
         m_descriptors[fd] = Created(name);
@@ -348,6 +364,7 @@ ssize_t PowerLoss::Write(int fd, const void* data, std::size_t length)
                      ? static_cast<uint64_t>(status.st_size)
                      : static_cast<uint64_t>(lseek(fd, 0, SEEK_CUR));
     const ssize_t written = FaultyFiles::Write(fd, data, length);
+    const KeptErrno kept;
     if (written > 0 && node >= 0)
         Log(Event::Write, node, "", "", offset,
             std::string(static_cast<const char*>(data), static_cast<std::size_t>(written)));
@@ -384,6 +401,7 @@ int PowerLoss::Close(int fd)
 int PowerLoss::Rename(const char* from, const char* to)
 {
     const int result = FaultyFiles::Rename(from, to);
+    const KeptErrno kept;
     const std::string fromName = NameOf(from), toName = NameOf(to);
     if (result != 0 || fromName.empty() || m_live.count(fromName) == 0)
         return result;
@@ -402,6 +420,7 @@ int PowerLoss::Rename(const char* from, const char* to)
 int PowerLoss::Unlink(const char* path)
 {
     const int result = FaultyFiles::Unlink(path);
+    const KeptErrno kept;
     const std::string name = NameOf(path);
     if (result == 0 && !name.empty() && m_live.erase(name) != 0)
         Log(Event::Unlink, -1, name);
@@ -411,6 +430,7 @@ int PowerLoss::Unlink(const char* path)
 int PowerLoss::Truncate(int fd, off_t length)
 {
     const int result = FaultyFiles::Truncate(fd, length);
+    const KeptErrno kept;
     if (result == 0 && Tracked(fd) >= 0)
         Log(Event::Truncate, Tracked(fd), "", "", static_cast<uint64_t>(length));
     return result;

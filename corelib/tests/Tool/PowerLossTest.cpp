@@ -1,6 +1,9 @@
-// The tool's outputs under simulated power loss: replay and simulate run in
-// this process with the power-loss layer recording their output directory,
-// once cleanly and once per write, sync and rename failing in turn. Every
+// The tool's outputs under simulated power loss and I/O faults: replay (with
+// its stick copy) and simulate run in this process with the power-loss layer
+// recording their output directory, once cleanly and once per write, sync
+// and rename failing in turn (EIO, ENOSPC, EDQUOT, a write cut short). A run
+// that met a fault exits non-zero with one line naming the file and the
+// system's reason, and leaves only complete copies on the stick. Every
 // crash state is checked against the previous run's outputs (prepared as the
 // durable start) and a clean run's new ones:
 //   - each final name holds its complete old or complete new contents, and
@@ -9,8 +12,7 @@
 //     in order, and hold every record synced before the crash with none
 //     missing among them; those of an interrupted earlier run survive
 //     unchanged;
-//   - after the tool returned 0, every new output is there in full;
-//   - a run that met a fault exits non-zero.
+//   - after the tool returned 0, every new output is there in full.
 // The directory is treated generically: whatever the commands write there is
 // checked. The figures go to durability-Tool.txt in the test-results directory.
 #include "RecordFile.h"
@@ -22,6 +24,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <set>
 #include <sys/stat.h>
@@ -100,17 +103,19 @@ private:
 };
 
 // One command explored: the previous outputs it starts from, the clean run's
-// new ones, and its words for an output directory.
+// new ones, and its words for an output directory and a stick directory.
 class ToolExploration
 {
 public:
-    typedef std::function<std::vector<std::string>(const std::string& dir)> Command;
+    typedef std::function<std::vector<std::string>(const std::string& dir, const std::string& stick)> Command;
 
     ToolExploration(const Files& old, const Command& command) : m_old(old), m_command(command)
     {
         CoreTest::TempDir reference;
+        CoreTest::TempDir stick;
         Prepare(reference.Path());
-        EXPECT_EQ(0, ToolTest::RunTool(command(reference.Path()), reference.File("out"), reference.File("err")))
+        EXPECT_EQ(
+            0, ToolTest::RunTool(command(reference.Path(), stick.Path()), reference.File("out"), reference.File("err")))
             << CoreTest::ReadBytes(reference.File("err"));
         m_new = ReadFiles(reference.Path());
         m_new.erase("out");
@@ -125,15 +130,18 @@ public:
         }
     }
 
-    // The clean run and one per write, sync and rename failing in turn; reports the figures.
+    // The clean run and one per write, sync and rename failing in turn, with
+    // EIO, ENOSPC and EDQUOT in turn and, for writes, a write cut short;
+    // reports the figures.
     CoreTest::DurabilityFigures Run(const std::string& writer)
     {
+        const int kErrors[] = {EIO, ENOSPC, EDQUOT, 0};
         CoreTest::DurabilityFigures figures;
         RunOnce(nullptr, kSamplesPerPoint, figures);
         for (const FileOp op : {FileOp::Write, FileOp::Sync, FileOp::Rename})
             for (int nth = 1;; ++nth)
             {
-                const FileFault fault{op, nth, nth % 2 != 0 ? EIO : ENOSPC};
+                const FileFault fault{op, nth, kErrors[nth % (op == FileOp::Write ? 4 : 3)]};
                 if (!RunOnce(&fault, kSamplesPerPoint / 4 + 1, figures))
                     break;
             }
@@ -152,13 +160,19 @@ private:
     bool RunOnce(const FileFault* fault, int samples, CoreTest::DurabilityFigures& figures)
     {
         CoreTest::TempDir scratch;
+        // Outside the recorded directory: the stick's copies are not
+        // modelled, but their writes meet the faults.
+        const std::string stick = scratch.File("stick");
+        mkdir(stick.c_str(), 0777);
         RecordSyncs power(scratch.Path());
         if (fault != nullptr)
             power.Arm(*fault);
         power.Prepare([&](const std::string& dir) { Prepare(dir); });
         int status = -1;
+        std::vector<std::string> words;
         power.Record([&](const std::string& dir) {
-            status = ToolTest::RunTool(m_command(dir), scratch.File("out"), scratch.File("err"));
+            words = m_command(dir, stick);
+            status = ToolTest::RunTool(words, scratch.File("out"), scratch.File("err"));
             if (status == 0)
                 power.Acknowledge();
         });
@@ -166,13 +180,40 @@ private:
             return false;
         const std::string what = fault != nullptr ? fault->Describe() : "no fault";
         SCOPED_TRACE(what);
-        EXPECT_EQ(fault == nullptr, status == 0) << CoreTest::ReadBytes(scratch.File("err"));
-        figures.violations += (fault == nullptr) != (status == 0);
+        const std::string wrong = CheckRun(fault, status, words[0], scratch.Path(), stick);
+        EXPECT_EQ("", wrong);
+        figures.violations += wrong.empty() ? 0 : 1;
         figures.violations +=
             power.Explore([&](const PowerLoss::State& s) { return Check(s, fault != nullptr, power.synced); }, samples);
         figures.states += power.States();
         figures.faults += fault != nullptr ? 1 : 0;
         return true;
+    }
+
+    // How a run ended: "" when it exited 0 with no fault (or a write cut
+    // short that the next write completed), or else exited non-zero with one
+    // line naming a file under scratch and ending in the system's reason;
+    // and every copy on the stick is complete.
+    std::string CheckRun(const FileFault* fault, int status, const std::string& command, const std::string& scratch,
+                         const std::string& stick) const
+    {
+        const std::string errors = CoreTest::ReadBytes(scratch + "/err");
+        if (fault == nullptr || (fault->error == 0 && status == 0))
+            return status == 0 ? "" : "a clean run failed: " + errors;
+        if (status == 0)
+            return "a run that met the fault exited 0";
+        // The last line: notices about earlier runs' records may precede it.
+        const std::string message = errors.substr(errors.rfind('\n', errors.size() - 2) + 1);
+        const std::string reason = fault->error != 0 ? std::strerror(fault->error) : "";
+        if (message.find("guidance: " + command + ": " + scratch) != 0 ||
+            message.find(": " + reason) == std::string::npos)
+            return "the message does not name the file and the reason: " + errors;
+        for (const std::string& folder : ToolTest::ListDirectory(stick))
+            for (const auto& [name, copy] : ReadFiles(stick + "/" + folder))
+                if (m_new.count(name) == 0 ||
+                    (copy != m_new.at(name) && (m_old.count(name) == 0 || copy != m_old.at(name))))
+                    return "the stick's " + folder + "/" + name + " is not a complete copy";
+        return "";
     }
 
     // Records of the run in a record file still being written: "" when each
@@ -260,7 +301,7 @@ Files OutputsOf(const ToolExploration::Command& command)
 {
     CoreTest::TempDir dir;
     CoreTest::TempDir logs;
-    EXPECT_EQ(0, ToolTest::RunTool(command(dir.Path()), logs.File("out"), logs.File("err")))
+    EXPECT_EQ(0, ToolTest::RunTool(command(dir.Path(), logs.Path()), logs.File("out"), logs.File("err")))
         << CoreTest::ReadBytes(logs.File("err"));
     return ReadFiles(dir.Path());
 }
@@ -303,9 +344,16 @@ TEST_F(PowerLossTest, ReplayKeepsEverySyncedRecordAndEachOutputOldOrNew)
     for (const std::string syncEvery : {"1", "3"})
     {
         auto replay = [&](const std::string& input) {
-            return [field, input, syncEvery](const std::string& dir) {
-                return std::vector<std::string>{"replay", "--no-stick",   "--output", dir,  "--field",
-                                                field,    "--sync-every", syncEvery,  input};
+            // The stick copy is explored once: it is the same for both.
+            return [field, input, syncEvery](const std::string& dir, const std::string& stick) {
+                std::vector<std::string> words = {"replay", "--output",     dir,      "--field",
+                                                  field,    "--sync-every", syncEvery};
+                if (syncEvery == "1")
+                    words.push_back("--no-stick");
+                else
+                    words.insert(words.end(), {"--stick", stick});
+                words.push_back(input);
+                return words;
             };
         };
         Files old = OutputsOf(replay(Drive("2", lines)));
@@ -324,7 +372,7 @@ TEST_F(PowerLossTest, SimulateKeepsTheOldDriveOrWritesTheWholeNewOne)
     CORETEST_REQUIRE_TRIGONOMETRY();
     const std::string field = Field();
     auto simulate = [&](const std::string& seed) {
-        return [field, seed](const std::string& dir) {
+        return [field, seed](const std::string& dir, const std::string&) {
             return std::vector<std::string>{"simulate", "--passes", "1",        "--seed",           seed,
                                             "--field",  field,      "--output", dir + "/drive.nmea"};
         };
