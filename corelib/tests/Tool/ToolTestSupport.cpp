@@ -2,11 +2,9 @@
 
 #include "Tool.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <csignal>
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -48,20 +46,6 @@ int RunTool(const std::vector<std::string>& words, const std::string& out, const
     close(savedOut);
     close(savedErr);
     return status;
-}
-
-std::vector<std::string> ListDirectory(const std::string& path)
-{
-    std::vector<std::string> names;
-    if (DIR* directory = opendir(path.c_str()))
-    {
-        while (const dirent* entry = readdir(directory))
-            if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
-                names.push_back(entry->d_name);
-        closedir(directory);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 std::string StraightFieldText(double latitude, double longitude, double length, double width,

@@ -20,8 +20,7 @@ std::string GuidanceCommand();
 // can fail or be recorded like any other code's.
 int RunTool(const std::vector<std::string>& words, const std::string& out, const std::string& errors);
 
-// Names of the entries of a directory (not "." or ".."), sorted.
-std::vector<std::string> ListDirectory(const std::string& path);
+using CoreTest::ListDirectory;
 
 // A field file's text: a straight line of the given length heading north-east
 // from (latitude, longitude), with the given working width and spline name.
