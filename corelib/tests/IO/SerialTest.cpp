@@ -1,6 +1,6 @@
 #include "IO/Serial.h"
 
-#include "PseudoTerminal.h"
+#include "Support/PseudoTerminal.h"
 #include "Support/TestSupport.h"
 
 #include <chrono>

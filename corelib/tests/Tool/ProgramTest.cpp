@@ -8,6 +8,7 @@
 #include "SentenceWriter.h"
 #include "Support/BoundedThread.h"
 #include "Support/EmulatorLimits.h"
+#include "Support/PseudoTerminal.h"
 #include "Support/TestSupport.h"
 #include "ToolTestSupport.h"
 
@@ -23,7 +24,6 @@
 #include <sstream>
 #include <sys/sysmacros.h>
 #include <sys/stat.h>
-#include <termios.h>
 #include <unistd.h>
 
 namespace
@@ -115,11 +115,17 @@ TEST_F(ProgramTest, BadInputGivesOneMessageAndStatusTwo)
     }
 }
 
-TEST_F(ProgramTest, InfoPrintsTheVersionAndOneReadingOfTheClock)
+// The version is the same wherever the tool runs: it reads nothing beside itself.
+TEST_F(ProgramTest, InfoPrintsTheVersionLeapSecondsAndOneReadingOfTheClock)
 {
-    ASSERT_EQ(0, Run("info > info.txt && " + ToolTest::GuidanceCommand() + " --version > version.txt").exitStatus);
+    ASSERT_EQ(0, Script("$G info > info.txt && (cd / && $G --version) > version.txt").exitStatus);
     const std::string info = ReadBytes(File("info.txt"));
-    EXPECT_EQ(0u, info.find(ReadBytes(File("version.txt"))));
+    const std::string version = ReadBytes(File("version.txt"));
+    EXPECT_EQ(0u, info.find(version));
+    EXPECT_EQ(0u, version.find("guidance ")) << version;
+    EXPECT_NE(std::string::npos, version.find("libCoreLibrary")) << version;
+    EXPECT_NE(std::string::npos, info.find("(GPS - UTC = 18 leap seconds)"));
+    EXPECT_NE(std::string::npos, Run("info --leap-seconds 17").output.find("(GPS - UTC = 17 leap seconds)"));
     char stamp[32] = "";
     long unixSeconds = 0, towSeconds = 0;
     int week = 0;
@@ -243,18 +249,6 @@ TEST_F(ProgramTest, AReceiverLogFromGpsbabelReplaysWithFullDateTimes)
     ASSERT_NE(std::string::npos, mean);
     EXPECT_LT(std::stod(summary.substr(mean + 16)), 1.0) << summary;
     EXPECT_NE(std::string::npos, summary.find("     1     0  2024-05-01T23:59:5")) << summary;
-}
-
-TEST_F(ProgramTest, VersionAndLeapSecondsDoNotDependOnWhereTheToolRuns)
-{
-    const CoreTest::ChildResult here = Run("--version");
-    const CoreTest::ChildResult root =
-        CoreTest::RunCommand("cd / && " + ToolTest::GuidanceCommand() + " --version 2>/dev/null");
-    EXPECT_EQ(here.output, root.output);
-    EXPECT_EQ(0u, here.output.find("guidance ")) << here.output;
-    EXPECT_NE(std::string::npos, here.output.find("libCoreLibrary")) << here.output;
-    EXPECT_NE(std::string::npos, Run("info").output.find("(GPS - UTC = 18 leap seconds)"));
-    EXPECT_NE(std::string::npos, Run("info --leap-seconds 17").output.find("(GPS - UTC = 17 leap seconds)"));
 }
 
 TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)
@@ -483,59 +477,21 @@ TEST_F(ProgramTest, SimulationAndReplayRunInBoundedMemory)
         << ReadBytes(File("summary.txt"));
 }
 
-// A pseudo-terminal pair whose slave side is raw, as a receiver's port is.
-struct PseudoTerminal
-{
-    PseudoTerminal()
-    {
-        master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-        if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)
-            return;
-        slave = ptsname(master);
-        termios attributes;
-        tcgetattr(master, &attributes);
-        cfmakeraw(&attributes);
-        tcsetattr(master, TCSANOW, &attributes);
-    }
-    ~PseudoTerminal()
-    {
-        if (master >= 0)
-            close(master);
-    }
-    int master = -1;
-    std::string slave;
-};
-
-// What a pseudo-terminal's master side receives until it stays quiet for half a second.
-std::string ReadUntilQuiet(int master)
-{
-    std::string text;
-    char buffer[4096];
-    pollfd ready{master, POLLIN, 0};
-    while (poll(&ready, 1, 500) > 0)
-    {
-        const ssize_t count = read(master, buffer, sizeof buffer);
-        if (count <= 0)
-            break;
-        text.append(buffer, static_cast<std::size_t>(count));
-    }
-    return text;
-}
-
 // Progress goes to standard error only when it is a terminal; the other
 // tests see none of it in their captured standard error.
 TEST_F(ProgramTest, ProgressShowsOnATerminal)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
-    PseudoTerminal terminal;
-    ASSERT_GE(terminal.master, 0);
+    CoreTest::PseudoTerminal terminal(true);
     const std::string run = "cd " + m_dir.Path() + " && " + ToolTest::GuidanceCommand();
-    ASSERT_EQ(0, CoreTest::RunCommand(run + " simulate --passes 1 --output d.nmea 2>" + terminal.slave).exitStatus);
-    const std::string simulated = ReadUntilQuiet(terminal.master);
+    ASSERT_EQ(0,
+              CoreTest::RunCommand(run + " simulate --passes 1 --output d.nmea 2>" + terminal.SlavePath()).exitStatus);
+    const std::string simulated = terminal.Receive(SIZE_MAX, 500);
     EXPECT_NE(std::string::npos, simulated.find("simulating into d.nmea: ")) << simulated;
     EXPECT_NE(std::string::npos, simulated.find(" s of driving")) << simulated;
-    ASSERT_EQ(0, CoreTest::RunCommand(run + " replay --no-stick --output run d.nmea 2>" + terminal.slave).exitStatus);
-    const std::string replayed = ReadUntilQuiet(terminal.master);
+    ASSERT_EQ(
+        0, CoreTest::RunCommand(run + " replay --no-stick --output run d.nmea 2>" + terminal.SlavePath()).exitStatus);
+    const std::string replayed = terminal.Receive(SIZE_MAX, 500);
     EXPECT_NE(std::string::npos, replayed.find("replaying d.nmea: 100%")) << replayed;
 }
 
@@ -551,21 +507,20 @@ TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
     ASSERT_EQ(0, Run("simulate " + drive + " --output drive.nmea").exitStatus) << Stderr();
     ASSERT_EQ(0, Run("replay --field strip.xml --no-stick --output fromfile drive.nmea").exitStatus) << Stderr();
 
-    PseudoTerminal sender;
-    PseudoTerminal receiver;
-    ASSERT_FALSE(sender.slave.empty() || receiver.slave.empty());
+    CoreTest::PseudoTerminal sender(true);
+    CoreTest::PseudoTerminal receiver(true);
     std::atomic<bool> stop(false);
     std::atomic<long> carried(0);
     CoreTest::BoundedThread relay([&] {
         char buffer[4096];
         while (!stop)
         {
-            pollfd ready{sender.master, POLLIN, 0};
+            pollfd ready{sender.Master(), POLLIN, 0};
             if (poll(&ready, 1, 100) <= 0 || (ready.revents & POLLIN) == 0)
                 continue;
-            const ssize_t count = read(sender.master, buffer, sizeof buffer);
+            const ssize_t count = read(sender.Master(), buffer, sizeof buffer);
             for (ssize_t sent = 0, written = 1; count > 0 && sent < count && written > 0; sent += written)
-                written = write(receiver.master, buffer + sent, count - sent);
+                written = write(receiver.Master(), buffer + sent, count - sent);
             carried += count > 0 ? count : 0;
         }
     });
@@ -574,9 +529,9 @@ TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
     const std::string guidance = ToolTest::GuidanceCommand();
     const CoreTest::ChildResult live = CoreTest::RunCommand(
         "cd " + m_dir.Path() + " || exit 99; " + guidance +
-            " replay --field strip.xml --no-stick --output live --idle 4 --serial " + receiver.slave +
+            " replay --field strip.xml --no-stick --output live --idle 4 --serial " + receiver.SlavePath() +
             " --baud 115200 > replay.txt 2>&1 & sleep 1; " + guidance + " simulate " + drive + " --serial " +
-            sender.slave + " --baud 115200 --speedup 25 2>err.txt || exit 98; wait $!",
+            sender.SlavePath() + " --baud 115200 --speedup 25 2>err.txt || exit 98; wait $!",
         120);
     stop = true;
     relay.Join();
@@ -595,15 +550,14 @@ TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
 // summary are completed, not abandoned.
 TEST_F(ProgramTest, InterruptedSerialReplayFinishesItsOutputs)
 {
-    PseudoTerminal receiver;
-    ASSERT_FALSE(receiver.slave.empty());
+    CoreTest::PseudoTerminal receiver(true);
     ASSERT_EQ(0, Run("simulate --passes 1 --output drive.nmea").exitStatus);
     const std::string drive = ReadBytes(File("drive.nmea")).substr(0, 2000);
-    ASSERT_EQ(static_cast<ssize_t>(drive.size()), write(receiver.master, drive.data(), drive.size()));
-    const CoreTest::ChildResult result = CoreTest::RunCommand(
-        "cd " + m_dir.Path() + " || exit 99; " + ToolTest::GuidanceCommand() +
-        " replay --no-stick --output live --idle 60 --serial " + receiver.slave +
-        " > replay.txt 2>&1 & sleep 3; kill -INT $!; wait $!");
+    ASSERT_EQ(static_cast<ssize_t>(drive.size()), write(receiver.Master(), drive.data(), drive.size()));
+    const CoreTest::ChildResult result =
+        CoreTest::RunCommand("cd " + m_dir.Path() + " || exit 99; " + ToolTest::GuidanceCommand() +
+                             " replay --no-stick --output live --idle 60 --serial " + receiver.SlavePath() +
+                             " > replay.txt 2>&1 & sleep 3; kill -INT $!; wait $!");
     EXPECT_EQ(0, result.exitStatus) << ReadBytes(File("replay.txt"));
     EXPECT_EQ((std::vector<std::string>{"drive.geojson", "drive.gpx", "drive.kml", "fixes.rec", "report.html",
                                         "summary.txt"}),

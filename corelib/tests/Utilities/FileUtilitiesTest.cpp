@@ -9,19 +9,16 @@
 #include <linux/magic.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace Core::Utilities;
 using CoreTest::ReadBytes;
 using CoreTest::RunInChild;
 using CoreTest::WriteBytes;
-using Names = std::vector<std::string>;
 
 namespace
 {
@@ -128,42 +125,6 @@ TEST_F(FileUtilitiesTest, ReadFileAppendsEveryByteAtEachBlockBoundary)
     std::string contents = "kept";
     EXPECT_FALSE(ReadFile(m_dir.File("missing"), contents));
     EXPECT_EQ("kept", contents);
-}
-
-TEST_F(FileUtilitiesTest, WriteFileReplacesWholeOrNotAtAllAndLeavesNoTemporaryBehind)
-{
-    const std::string path = m_dir.File("config.xml");
-    EXPECT_TRUE(WriteFile(path, Pattern(5000)));
-    EXPECT_EQ(Pattern(5000), ReadBytes(path));
-    // A write failing part-way (a full disk) is among the faults the
-    // Durability program injects.
-    EXPECT_FALSE(WriteFile(m_dir.File("missing/out.bin"), "x"));
-    EXPECT_EQ(Pattern(5000), ReadBytes(path));
-    EXPECT_EQ(Names{"config.xml"}, m_dir.List());
-}
-
-TEST_F(FileUtilitiesTest, ConcurrentReaderSeesTheOldOrTheCompleteNewFile)
-{
-    const std::string path = m_dir.File("state");
-    const std::string first(300000, 'a');
-    const std::string second(200000, 'b');
-    ASSERT_TRUE(WriteFile(path, first));
-    std::atomic<bool> done(false);
-    std::thread writer([&] {
-        for (int i = 0; i < 40; ++i)
-            WriteFile(path, (i % 2 == 0) ? second : first);
-        done = true;
-    });
-    int reads = 0, torn = 0;
-    while (!done || reads == 0)
-    {
-        const std::string seen = ReadBytes(path);
-        torn += (seen != first && seen != second);
-        ++reads;
-    }
-    writer.join();
-    EXPECT_EQ(0, torn) << "of " << reads << " reads";
-    EXPECT_EQ(Names{"state"}, m_dir.List());
 }
 
 TEST_F(FileUtilitiesTest, ExistsDeleteAndGlob)

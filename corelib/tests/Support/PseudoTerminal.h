@@ -1,8 +1,8 @@
-// A pseudo-terminal pair for serial-port tests: the port under test opens the
-// slave by its path, as it would a real device, and the test plays the device
-// on the master side. Every wait is bounded.
-#ifndef CORELIB_TESTS_IO_PSEUDOTERMINAL_H
-#define CORELIB_TESTS_IO_PSEUDOTERMINAL_H
+// A pseudo-terminal pair for serial-port tests: the port or program under
+// test opens the slave by its path, as it would a real device, and the test
+// plays the device on the master side. Every wait is bounded.
+#ifndef CORELIB_TESTS_SUPPORT_PSEUDOTERMINAL_H
+#define CORELIB_TESTS_SUPPORT_PSEUDOTERMINAL_H
 
 #include <fcntl.h>
 #include <poll.h>
@@ -18,17 +18,23 @@ namespace CoreTest
 class PseudoTerminal
 {
 public:
-    PseudoTerminal() : m_master(posix_openpt(O_RDWR | O_NOCTTY))
+    // raw: the slave passes every byte through unchanged, as a receiver's port does.
+    explicit PseudoTerminal(bool raw = false) : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
     {
         if (m_master < 0 || grantpt(m_master) != 0 || unlockpt(m_master) != 0 || !ptsname(m_master))
             throw std::runtime_error("cannot open a pseudo-terminal");
         m_slavePath = ptsname(m_master);
+        termios attributes = Attributes();
+        cfmakeraw(&attributes);
+        if (raw && !SetAttributes(attributes))
+            throw std::runtime_error("cannot make the pseudo-terminal raw");
     }
     ~PseudoTerminal() { Hangup(); }
     PseudoTerminal(const PseudoTerminal&) = delete;
     PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
     const std::string& SlavePath() const { return m_slavePath; }
+    int Master() const { return m_master; }
     // The device sends bytes (small writes to a pseudo-terminal are never partial).
     bool Send(const std::string& bytes) { return write(m_master, bytes.data(), bytes.size()) == ssize_t(bytes.size()); }
     // What the port wrote: up to count bytes, waiting at most timeoutMs for each piece.
