@@ -1,15 +1,17 @@
 // The live latency of a serial replay. A drive's epochs are written into a
 // pseudo-terminal at 10 Hz, one epoch at a time as a receiver sends them; the
 // tool's replay machinery reads the other side as its serial device (the
-// same SerialLink, Replayer and record writer, one sync per record) and the
-// time from an epoch's last byte being written to its record being synced
-// (the write's completion back on the replay's loop) is taken per fix.
+// same SerialLink, SerialFeed, Replayer and record writer, one sync per
+// record) and the time from an epoch's last byte being written to its record
+// being synced (the write's completion back on the replay's loop) is taken
+// per fix.
 //   corelib_live_latency DRIVE.nmea [--smoke]
 // Prints one line: "live latency: N fixes at 10 Hz, p50 X ms, p99 Y ms, max
 // Z ms (goal: p99 <= 5 ms); L recorded only after the next epoch". With
 // --smoke, 30 epochs; otherwise 300. Exits 1 when nothing was recorded.
 #include "Field.h"
 #include "Replayer.h"
+#include "SerialFeed.h"
 #include "SerialLink.h"
 #include "ToolError.h"
 
@@ -32,8 +34,7 @@ namespace
 typedef std::chrono::steady_clock Clock;
 
 const std::chrono::milliseconds kEpochInterval(100);
-// As the replay command does: this long a silence after data ends an epoch.
-const std::chrono::milliseconds kBurstPause(15);
+const std::chrono::microseconds kLook(500);
 
 // The drive's lines grouped by epoch: an epoch starts at each GGA or RMC
 // whose time of day differs from the open epoch's.
@@ -111,6 +112,7 @@ int Measure(const std::string& drive, bool smoke)
     {
         GuidanceTool::SerialLink link(slave, GuidanceTool::SerialLink::kDefaultBaud);
         GuidanceTool::Replayer replayer(GuidanceTool::Field::Sample(), records);
+        GuidanceTool::SerialFeed feed(link, replayer);
         const Clock::time_point start = Clock::now();
         for (std::size_t i = 0; i < epochs.size(); ++i)
         {
@@ -119,23 +121,11 @@ int Measure(const std::string& drive, bool smoke)
             if (write(master, epochs[i].data(), epochs[i].size()) != static_cast<ssize_t>(epochs[i].size()))
                 return 1;
             const Clock::time_point sent = Clock::now();
-            Clock::time_point lastData = sent;
-            bool inBurst = false;
             bool recorded = false;
             while (!recorded && Clock::now() - sent < kEpochInterval * 9 / 10)
             {
-                const std::string chunk = link.Read(0.0005);
-                if (!chunk.empty())
-                {
-                    inBurst = true;
-                    lastData = Clock::now();
-                    replayer.Feed(chunk);
-                }
-                else if (inBurst && Clock::now() - lastData >= kBurstPause)
-                {
-                    inBurst = false;
-                    replayer.InputPaused();
-                }
+                // Short waits, so that a record synced by the worker is seen at once.
+                feed.Step(kLook);
                 replayer.ProcessCompletions();
                 recorded = replayer.RecordsWritten() > before;
             }

@@ -8,6 +8,7 @@
 #include "Progress.h"
 #include "RecordFile.h"
 #include "Replayer.h"
+#include "SerialFeed.h"
 #include "SerialLink.h"
 #include "StickCopy.h"
 #include "Tool.h"
@@ -84,10 +85,6 @@ const char kDriveFile[] = "drive.nmea";
 // How often the status line is redrawn, and the serial loop's round.
 const std::chrono::milliseconds kStatusInterval(200);
 const std::chrono::milliseconds kPollInterval(200);
-// A receiver sends each epoch's sentences back to back; this long a silence
-// after them ends the epoch. Far shorter than the 100 ms between epochs at
-// 10 Hz, far longer than a gap between two bytes at 4800 baud.
-const std::chrono::milliseconds kBurstPause(15);
 // The wait between looks at the records still on their way to the medium.
 const std::chrono::milliseconds kDrainInterval(50);
 const double kLongestIdle = 86400;
@@ -207,32 +204,18 @@ void FeedFile(const std::string& path, Replayer& replayer, StatusLine& status)
 // seconds or the user interrupts.
 void FeedSerial(SerialLink& link, double idle, Replayer& replayer, StatusLine& status)
 {
-    auto lastData = std::chrono::steady_clock::now();
-    bool inBurst = false;
+    SerialFeed feed(link, replayer);
     while (InterruptingSignal() == 0)
     {
         const auto before = std::chrono::steady_clock::now();
-        const auto wait = inBurst ? kBurstPause : kPollInterval;
-        const std::string chunk = link.Read(std::chrono::duration<double>(wait).count());
-        const auto now = std::chrono::steady_clock::now();
-        if (!chunk.empty())
+        if (feed.Step(kPollInterval) != SerialFeed::Event::Quiet)
         {
-            lastData = now;
-            inBurst = true;
-            replayer.Feed(chunk);
             status.Update(replayer);
             continue;
         }
-        if (inBurst)
-        {
-            // The receiver sent its epoch and paused: record the fix now,
-            // not when the next epoch's first sentence comes.
-            inBurst = false;
-            replayer.InputPaused();
-            status.Update(replayer);
+        if (feed.EpochOpen())
             continue;
-        }
-        if (std::chrono::duration<double>(now - lastData).count() >= idle)
+        if (std::chrono::duration<double>(std::chrono::steady_clock::now() - feed.LastData()).count() >= idle)
             break;
         // A device that went away reports nothing at once: wait out the round.
         std::this_thread::sleep_until(before + kPollInterval);
