@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -114,6 +115,29 @@ std::string PseudoRandomBytes(std::size_t count, unsigned int seed)
     for (char& b : bytes)
         b = static_cast<char>(generator() & 0xFF);
     return bytes;
+}
+
+std::vector<Core::Maths::Vector3<double>> RecordedPath(std::size_t count)
+{
+    std::minstd_rand generator(static_cast<unsigned int>(count));
+    std::uniform_real_distribution<double> noise(-0.02, 0.02);
+    std::vector<Core::Maths::Vector3<double>> points;
+    points.reserve(count);
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        const double t = static_cast<double>(i);
+        points.emplace_back(t, 20.0 * std::sin(t / 60.0) + noise(generator), 0.0);
+    }
+    return points;
+}
+
+Core::PolyLine LineThrough(const std::vector<Core::Maths::Vector3<double>>& points)
+{
+    Core::PolyLine line;
+    line.ReservePointCount(static_cast<unsigned int>(points.size()));
+    for (const Core::Maths::Vector3<double>& p : points)
+        line.AddPoint(p, false);
+    return line;
 }
 
 } // namespace CoreBench

@@ -1,13 +1,17 @@
 // Helpers shared by the benchmark files: the smoke-run switch, a scratch
-// directory for files the benchmarks write, and deterministic test data.
+// directory for files the benchmarks write, and deterministic test data
+// (bytes, and a recorded pass as points and as a poly-line).
 #ifndef CORELIB_BENCH_BENCHSUPPORT_H
 #define CORELIB_BENCH_BENCHSUPPORT_H
+
+#include "Guidance/PolyLine.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace CoreBench
 {
@@ -35,6 +39,13 @@ std::string ScratchFile(const std::string& name);
 
 // Deterministic pseudo-random bytes, the same in every run and for both sides.
 std::string PseudoRandomBytes(std::size_t count, unsigned int seed);
+
+// A recorded pass across a field: count points about a metre apart along a
+// gently curving path with a little noise, as a receiver records them; the
+// same for a given count in every run.
+std::vector<Core::Maths::Vector3<double>> RecordedPath(std::size_t count);
+// A poly-line through the points, without splines.
+Core::PolyLine LineThrough(const std::vector<Core::Maths::Vector3<double>>& points);
 
 // The clock that times the operations of Alternate.
 enum class Clock

@@ -18,31 +18,6 @@ namespace
 using namespace CoreBench;
 using Core::Maths::Vector3;
 
-// A recorded pass across a field: points about a metre apart along a gently
-// curving path with a little noise, as a receiver records them.
-std::vector<Vector3<double>> Path(std::size_t count)
-{
-    std::minstd_rand generator(static_cast<unsigned int>(count));
-    std::uniform_real_distribution<double> noise(-0.02, 0.02);
-    std::vector<Vector3<double>> points;
-    points.reserve(count);
-    for (std::size_t i = 0; i < count; ++i)
-    {
-        const double t = static_cast<double>(i);
-        points.emplace_back(t, 20.0 * std::sin(t / 60.0) + noise(generator), 0.0);
-    }
-    return points;
-}
-
-Core::PolyLine MakeLine(const std::vector<Vector3<double>>& points)
-{
-    Core::PolyLine line;
-    line.ReservePointCount(static_cast<unsigned int>(points.size()));
-    for (const Vector3<double>& p : points)
-        line.AddPoint(p, false);
-    return line;
-}
-
 // A GEOS context whose notices are discarded, with the path as a line string.
 class Geos
 {
@@ -97,7 +72,7 @@ void OffsetArguments(benchmark::internal::Benchmark* b)
 
 void OffsetConstructionLib(benchmark::State& state)
 {
-    Core::PolyLine line = MakeLine(Path(static_cast<std::size_t>(state.range(0))));
+    Core::PolyLine line = LineThrough(RecordedPath(static_cast<std::size_t>(state.range(0))));
     for (auto _ : state)
     {
         // Setting the reach marks the construction out of date.
@@ -116,7 +91,7 @@ void OffsetConstructionLib(benchmark::State& state)
 // the work a caller of GEOS does for each new distance.
 void OffsetConstructionRef(benchmark::State& state)
 {
-    const Geos geos(Path(static_cast<std::size_t>(state.range(0))));
+    const Geos geos(RecordedPath(static_cast<std::size_t>(state.range(0))));
     for (auto _ : state)
         benchmark::DoNotOptimize(geos.Offset(kOffsetDistance));
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -124,8 +99,8 @@ void OffsetConstructionRef(benchmark::State& state)
 
 void OffsetLib(benchmark::State& state)
 {
-    const auto points = Path(static_cast<std::size_t>(state.range(0)));
-    const Core::PolyLine line = MakeLine(points);
+    const auto points = RecordedPath(static_cast<std::size_t>(state.range(0)));
+    const Core::PolyLine line = LineThrough(points);
     line.RecalculateOffsetConstruction();
     unsigned int count = 0;
     for (auto _ : state)
@@ -164,7 +139,7 @@ const std::size_t kNearestLength = 10000;
 
 void NearestLib(benchmark::State& state)
 {
-    const Core::PolyLine line = MakeLine(Path(kNearestLength));
+    const Core::PolyLine line = LineThrough(RecordedPath(kNearestLength));
     const auto queries = Queries(kNearestLength);
     unsigned int segment = 0;
     double distance = 0.0, alongTrack = 0.0;
@@ -176,7 +151,7 @@ void NearestLib(benchmark::State& state)
         benchmark::DoNotOptimize(alongTrack);
     }
     // Compare the last query's answer with GEOS's.
-    const Geos geos(Path(kNearestLength));
+    const Geos geos(RecordedPath(kNearestLength));
     const Vector3<double>& q = queries[(i - 1) % queries.size()];
     GEOSGeometry* point = GEOSGeom_createPointFromXY_r(geos.Context(), q.x, q.y);
     double geosDistance = 0.0;
@@ -190,7 +165,7 @@ void NearestLib(benchmark::State& state)
 
 void NearestRef(benchmark::State& state)
 {
-    const Geos geos(Path(kNearestLength));
+    const Geos geos(RecordedPath(kNearestLength));
     std::vector<GEOSGeometry*> points;
     for (const Vector3<double>& q : Queries(kNearestLength))
         points.push_back(GEOSGeom_createPointFromXY_r(geos.Context(), q.x, q.y));

@@ -1,7 +1,10 @@
-// Instruction counts of three per-item operations, for a figure that a busy
-// machine does not disturb: run under callgrind (bench/run does), each
-// operation is repeated, its counts are zeroed before and dumped after, and
-// bench/table.py divides each dump by the repetitions this program prints.
+// Instruction counts of per-item operations, for a figure that a busy machine
+// does not disturb: run under callgrind (bench/run does), each operation is
+// repeated, its counts are zeroed before and dumped after, and bench/table.py
+// divides each dump by the items this program prints. The offset construction
+// is counted per input point at a small and a large size: equal counts mean
+// its work per point does not grow, so the growth of its time per point is
+// time spent waiting for memory.
 // Run without valgrind (as in the smoke run) it only exercises the same code.
 #include "BenchSupport.h"
 
@@ -30,16 +33,16 @@ using Core::Maths::Vector3;
 
 // Runs operation once to warm up (tables, caches, first allocations), then
 // count times between zeroed and dumped counters, and prints the row name
-// and the count for the table.
+// and the items done (count times itemsPerCall) for the table.
 template <typename Operation>
-void Measure(const char* row, int count, Operation operation)
+void Measure(const std::string& row, int count, Operation operation, int itemsPerCall = 1)
 {
     operation(0);
     CALLGRIND_ZERO_STATS;
     for (int i = 0; i < count; ++i)
         operation(i);
-    CALLGRIND_DUMP_STATS_AT(row);
-    std::printf("%s\t%d\n", row, count);
+    CALLGRIND_DUMP_STATS_AT(row.c_str());
+    std::printf("%s\t%d\n", row.c_str(), count * itemsPerCall);
 }
 
 // A GGA sentence of a receiver, checksum included.
@@ -88,6 +91,20 @@ int main()
             found = passes.emplace(pass, line.Offset(static_cast<double>(pass) * kWidth)).first;
         found->second.DistanceToNearest(fix, segment, distance, along, nearest);
     });
+
+    for (const int points : {1000, static_cast<int>(CoreBench::Sized(100000, 2000))})
+    {
+        Core::PolyLine path = CoreBench::LineThrough(CoreBench::RecordedPath(static_cast<std::size_t>(points)));
+        const double reach = path.GetMaximumParallelOffset();
+        Measure(
+            "OffsetConstruction per point at " + std::to_string(points), 1,
+            [&](int) {
+                // Setting the reach marks the construction out of date.
+                path.SetMaximumParallelOffset(reach);
+                path.RecalculateOffsetConstruction();
+            },
+            points);
+    }
 
     Core::AppendOnlyFile file;
     const std::string payload = CoreBench::PseudoRandomBytes(100, 7);
