@@ -82,8 +82,7 @@ const char kReportFile[] = "report.html";
 const char kSummaryFile[] = "summary.txt";
 const char kDriveFile[] = "drive.nmea";
 
-// How often the status line is redrawn, and the serial loop's round.
-const std::chrono::milliseconds kStatusInterval(200);
+// The serial loop's round: the longest wait for a device's bytes.
 const std::chrono::milliseconds kPollInterval(200);
 // The wait between looks at the records still on their way to the medium.
 const std::chrono::milliseconds kDrainInterval(50);
@@ -137,7 +136,7 @@ public:
         const FixRecord* latest = replayer.Latest();
         const auto now = std::chrono::steady_clock::now();
         const double elapsed = std::max(1e-3, std::chrono::duration<double>(now - m_last).count());
-        if (!m_enabled || latest == nullptr || (!force && now - m_last < kStatusInterval))
+        if (!m_enabled || latest == nullptr || (!force && now - m_last < Progress::kRedrawInterval))
             return;
         const long written = replayer.RecordsWritten();
         std::printf("\r  fixes %7ld   recorded %7ld   rate %6.1f /s   pass %3d   cross-track %+7.3f m ",

@@ -20,7 +20,7 @@ void Progress::Update(long long done)
 {
     m_done = done;
     const auto now = std::chrono::steady_clock::now();
-    if (!m_enabled || (m_drawn && now - m_last < std::chrono::milliseconds(200)))
+    if (!m_enabled || (m_drawn && now - m_last < kRedrawInterval))
         return;
     m_last = now;
     Draw();

@@ -15,6 +15,10 @@ namespace GuidanceTool
 class Progress
 {
 public:
+    // The least time between two drawings of a line that rewrites itself:
+    // five a second reads as live without flooding a slow terminal.
+    static constexpr std::chrono::milliseconds kRedrawInterval{200};
+
     // what names the work ("replaying drive.nmea"); total is in units, 0 when unknown.
     Progress(const std::string& what, long long total, const char* units = "bytes");
     ~Progress() { Close(); }
