@@ -72,7 +72,7 @@ void SerialLink::Drain()
 std::string SerialLink::Read(double timeoutSeconds)
 {
     m_port.SetTimeout(Core::Time(timeoutSeconds));
-    return m_port.Read(4096);
+    return m_port.Read(kReadPiece);
 }
 
 } // namespace GuidanceTool

@@ -18,6 +18,8 @@ class SerialLink
 {
 public:
     static const int kDefaultBaud = 115200;
+    // The most bytes one Read returns: several epochs of a fast receiver.
+    static const int kReadPiece = 4096;
 
     // Opens device in raw mode at baud. Throws ToolError when the rate has no
     // terminal speed of its own, or the device cannot be opened or configured.
@@ -31,7 +33,7 @@ public:
     // Waits until everything sent has been transmitted.
     void Drain();
 
-    // What arrives within timeoutSeconds (at most 4096 bytes); empty on time-out.
+    // What arrives within timeoutSeconds (at most kReadPiece bytes); empty on time-out.
     std::string Read(double timeoutSeconds);
 
     const std::string& Device() const { return m_device; }
