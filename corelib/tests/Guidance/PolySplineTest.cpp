@@ -7,7 +7,6 @@
 
 #include <memory>
 #include <type_traits>
-#include <utility>
 
 using namespace GuidanceTest;
 
@@ -18,11 +17,6 @@ typedef Core::SplineInterpolator Spline;
 
 // The tests pass spline types outside the enumerators; a fixed int makes them defined.
 static_assert(std::is_same_v<int, std::underlying_type_t<Spline::SplineTypes>>);
-// The spline's windowed override must not hide the poly-line's whole-line search.
-static_assert(std::is_same_v<bool, decltype(std::declval<const Core::PolySpline&>().DistanceToNearest(
-                                       std::declval<const Vec3&>(), std::declval<unsigned int&>(),
-                                       std::declval<double&>(), std::declval<double&>(), std::declval<Vec3&>()))>,
-              "the whole-line search stays visible on a spline");
 
 std::unique_ptr<Core::PolySpline> MakeSpline(int type, const std::vector<Vec3>& points)
 {
