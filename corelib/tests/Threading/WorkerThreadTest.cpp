@@ -1,14 +1,17 @@
 // The worker thread: order of work and completions, which thread runs what,
-// the outstanding-work count, Stop against StopNow, and stress from several
-// producers with stops at arbitrary moments. Every wait is bounded.
+// the outstanding-work count, Stop against StopNow, stress from several
+// producers with stops at arbitrary moments, and a long run of a million
+// items. Every wait is bounded.
 #include "Threading/WorkerThread.h"
 
 #include "CountedCall.h"
 #include "Support/BoundedThread.h"
+#include "Support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -174,6 +177,53 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
         }
         EXPECT_EQ(0, faults.load()) << "items out of order or after the stop, or completions early or elsewhere";
     }
+}
+
+// A million items (fewer under processor emulation, which runs the same
+// traffic many times slower) from several producers, while the test thread
+// runs Process without pausing, as a busy foreground loop would, so that
+// completions meet producers and the worker head on. Every item's work runs
+// once on the worker and its completion once on the test thread, after the
+// work. Producers pause while many items are outstanding, so the queue stays
+// bounded in memory however the threads are scheduled.
+TEST_F(WorkerThreadTest, MillionItemsFromSeveralProducersRunOnceEach)
+{
+    constexpr unsigned int kItems = CoreTest::kTargetEmulated ? 100000 : 1000000, kProducers = 4;
+    // Written by the worker, read by the completions after the hand-over.
+    std::vector<unsigned char> worked(kItems, 0), completed(kItems, 0);
+    std::atomic<int> faults(0);
+    unsigned int completions = 0;
+    {
+        Core::WorkerThread worker;
+        worker.Start();
+        std::vector<std::unique_ptr<BoundedThread>> producers;
+        for (unsigned int p = 0; p < kProducers; ++p)
+            producers.emplace_back(new BoundedThread([&, p] {
+                for (unsigned int item = p; item < kItems; item += kProducers)
+                {
+                    while (worker.GetQueueSize() > 20000)
+                        std::this_thread::yield();
+                    worker.AddItem(MakeCall([&, item] { faults += OnTestThread() || worked[item]++ != 0; }),
+                                   MakeCall([&, item] {
+                                       faults += !OnTestThread() || worked[item] == 0 || completed[item]++ != 0;
+                                       ++completions;
+                                   }));
+                }
+            }));
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(600);
+        while (completions < kItems && std::chrono::steady_clock::now() < deadline)
+        {
+            worker.Process();
+            std::this_thread::yield();
+        }
+        for (auto& producer : producers)
+            producer->Join();
+        worker.Stop();
+        Join(worker);
+        worker.Process(); // nothing may arrive after the last completion
+    }
+    EXPECT_EQ(kItems, completions) << "completions lost or missing at the deadline";
+    EXPECT_EQ(0, faults.load()) << "work repeated or on the test thread, completions repeated, early or elsewhere";
 }
 
 } // namespace
