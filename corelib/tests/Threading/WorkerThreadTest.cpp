@@ -4,7 +4,6 @@
 // items. Every wait is bounded.
 #include "Threading/WorkerThread.h"
 
-#include "CountedCall.h"
 #include "Support/BoundedThread.h"
 #include "Support/TestSupport.h"
 
@@ -27,9 +26,27 @@ namespace
 using BoundPtr = Core::WorkerThread::BoundPtr;
 using CoreTest::BoundedThread;
 using CoreTest::WaitUntil;
-using ThreadingTest::MakeCall;
-using ThreadingTest::s_liveCalls;
 typedef std::vector<std::string> Events;
+
+// Bound calls alive right now, so that a test can check that the worker frees
+// every call it was handed, and only once.
+std::atomic<long> s_liveCalls(0);
+
+class CountedCall : public Core::Bound<void>
+{
+public:
+    explicit CountedCall(std::function<void()> body) : m_body(std::move(body)) { ++s_liveCalls; }
+    ~CountedCall() override { --s_liveCalls; }
+    void Execute() override { m_body(); }
+
+private:
+    std::function<void()> m_body;
+};
+
+BoundPtr MakeCall(std::function<void()> body)
+{
+    return BoundPtr(new CountedCall(std::move(body)));
+}
 
 class WorkerThreadTest : public ::testing::Test
 {
