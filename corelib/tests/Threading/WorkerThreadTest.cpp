@@ -142,19 +142,26 @@ TEST_F(WorkerThreadTest, StopRunsEverythingBeforeItAndStopNowOnlyTheRunningItem)
 }
 
 // Rounds of producers racing a Stop or StopNow issued after a random number of
-// items, while the test thread processes. Per producer, work runs on the
-// worker and completions on the test thread, each after its own work, both in
-// AddItem order (a stop cuts the sequence, never reorders it); nothing queued
-// after the stop call returns ever runs.
+// items, while the test thread runs Process without pausing, as a busy
+// foreground loop would. Per producer, work runs on the worker and completions
+// on the test thread, each after its own work, both in AddItem order (a stop
+// cuts the sequence, never reorders it); nothing queued after the stop call
+// returns ever runs. The last round is a soak: a million items (fewer under
+// processor emulation, which runs the same traffic many times slower) all run
+// before a Stop; producers pause while many items are outstanding, so the
+// queue stays bounded in memory however the threads are scheduled.
 TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
 {
-    constexpr int kProducers = 3, kItems = 100;
+    constexpr int kProducers = 3, kRounds = 30;
+    constexpr int kSoakItems = (CoreTest::kTargetEmulated ? 100000 : 1000000) / kProducers;
     std::mt19937 random(20260101);
-    for (int round = 0; round < 30; ++round)
+    for (int round = 0; round <= kRounds; ++round)
     {
         SCOPED_TRACE(round);
-        const bool now = round % 2 == 1;
-        const int stopAfter = std::uniform_int_distribution<int>(0, kProducers * kItems)(random);
+        const bool soak = round == kRounds, now = !soak && round % 2 == 1;
+        const int items = soak ? kSoakItems : 100;
+        const int stopAfter =
+            soak ? kProducers * items : std::uniform_int_distribution<int>(0, kProducers * items)(random);
         // Per producer, how many of its items have had their work or completion run.
         std::vector<std::atomic<int>> worked(kProducers), completed(kProducers);
         std::atomic<int> ran(0), faults(0);
@@ -166,8 +173,10 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
             for (int p = 0; p < kProducers; ++p)
             {
                 producers.emplace_back(new BoundedThread([&, p] {
-                    for (int i = 0; i < kItems; ++i)
+                    for (int i = 0; i < items; ++i)
                     {
+                        while (worker.GetQueueSize() > 20000)
+                            std::this_thread::yield();
                         const bool late = stopReturned;
                         worker.AddItem(MakeCall([&, p, i, late] {
                                            faults += late || worked[p].exchange(i + 1) != i || OnTestThread();
@@ -180,10 +189,14 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
                     }
                 }));
             }
-            EXPECT_TRUE(WaitUntil([&] {
+            const auto deadline =
+                std::chrono::steady_clock::now() + std::chrono::duration<double>(soak ? 600 : CoreTest::kHangSeconds);
+            while (ran < stopAfter && std::chrono::steady_clock::now() < deadline)
+            {
                 worker.Process();
-                return ran >= stopAfter;
-            }));
+                std::this_thread::yield();
+            }
+            EXPECT_GE(ran, stopAfter) << "work missing at the deadline";
             now ? worker.StopNow() : worker.Stop();
             stopReturned = true;
             worker.AddItem(MakeCall([&] { ++faults; }), BoundPtr());
@@ -193,54 +206,9 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
             worker.Process();
         }
         EXPECT_EQ(0, faults.load()) << "items out of order or after the stop, or completions early or elsewhere";
+        for (int p = 0; soak && p < kProducers; ++p)
+            EXPECT_EQ(items, completed[p]) << "completions lost";
     }
-}
-
-// A million items (fewer under processor emulation, which runs the same
-// traffic many times slower) from several producers, while the test thread
-// runs Process without pausing, as a busy foreground loop would, so that
-// completions meet producers and the worker head on. Every item's work runs
-// once on the worker and its completion once on the test thread, after the
-// work. Producers pause while many items are outstanding, so the queue stays
-// bounded in memory however the threads are scheduled.
-TEST_F(WorkerThreadTest, MillionItemsFromSeveralProducersRunOnceEach)
-{
-    constexpr unsigned int kItems = CoreTest::kTargetEmulated ? 100000 : 1000000, kProducers = 4;
-    // Written by the worker, read by the completions after the hand-over.
-    std::vector<unsigned char> worked(kItems, 0), completed(kItems, 0);
-    std::atomic<int> faults(0);
-    unsigned int completions = 0;
-    {
-        Core::WorkerThread worker;
-        worker.Start();
-        std::vector<std::unique_ptr<BoundedThread>> producers;
-        for (unsigned int p = 0; p < kProducers; ++p)
-            producers.emplace_back(new BoundedThread([&, p] {
-                for (unsigned int item = p; item < kItems; item += kProducers)
-                {
-                    while (worker.GetQueueSize() > 20000)
-                        std::this_thread::yield();
-                    worker.AddItem(MakeCall([&, item] { faults += OnTestThread() || worked[item]++ != 0; }),
-                                   MakeCall([&, item] {
-                                       faults += !OnTestThread() || worked[item] == 0 || completed[item]++ != 0;
-                                       ++completions;
-                                   }));
-                }
-            }));
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(600);
-        while (completions < kItems && std::chrono::steady_clock::now() < deadline)
-        {
-            worker.Process();
-            std::this_thread::yield();
-        }
-        for (auto& producer : producers)
-            producer->Join();
-        worker.Stop();
-        Join(worker);
-        worker.Process(); // nothing may arrive after the last completion
-    }
-    EXPECT_EQ(kItems, completions) << "completions lost or missing at the deadline";
-    EXPECT_EQ(0, faults.load()) << "work repeated or on the test thread, completions repeated, early or elsewhere";
 }
 
 } // namespace
