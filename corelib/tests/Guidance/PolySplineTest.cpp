@@ -63,7 +63,6 @@ TEST(PolySplineTest, VerticesTwoPointLinesAndExtrapolationStayStraight)
         EXPECT_EQ(At(*spline, 4, 1.5), kPoints[4] + (kPoints[5] - kPoints[4]) * 1.5);
         EXPECT_EQ(At(*MakeSpline(type, {Vec3(0, 0, 1), Vec3(10, 10, 3)}), 0, 0.25), Vec3(2.5, 2.5, 1.5));
     }
-    EXPECT_EQ(At(*MakeSpline(7, kPoints), 1, 0.25), kPoints[1] + (kPoints[2] - kPoints[1]) * 0.25);
 }
 
 // Uniform Catmull-Rom is the Hermite curve whose tangent at each vertex is half
