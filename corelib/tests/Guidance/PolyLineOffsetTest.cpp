@@ -1,5 +1,5 @@
-// Parallel offset lines checked against plane geometry and against an
-// independent geometry library (GEOS, where the build provides it).
+// Parallel offset lines checked against plane geometry written independently
+// of the library's own primitives.
 #include "Guidance/PolyLine.h"
 #include "GuidanceLines.h"
 
@@ -7,10 +7,6 @@
 
 #include <algorithm>
 #include <limits>
-
-#ifdef CORELIB_TEST_HAVE_GEOS
-#include <geos_c.h>
-#endif
 
 using namespace GuidanceTest;
 
@@ -154,59 +150,6 @@ TEST(PolyLineOffsetTest, OffsetLoopSpanCutsTheLoopOfAnInsideOffset)
     ExpectPlanePoint(cut[2], 70, 5);
     line.SetMaximumParallelOffset(10.0);
     EXPECT_EQ(line.Offset(-20.0).GetPointCount(), 0u);
-}
-
-#ifdef CORELIB_TEST_HAVE_GEOS
-// The mitred single-sided offset curve of the GEOS C API (left for positive distances).
-std::vector<Vec3> GeosOffset(const std::vector<Vec3>& points, double leftDistance)
-{
-    GEOSContextHandle_t geos = GEOS_init_r();
-    GEOSCoordSequence* sequence = GEOSCoordSeq_create_r(geos, static_cast<unsigned int>(points.size()), 2);
-    for (unsigned int i = 0; i < points.size(); ++i)
-        GEOSCoordSeq_setXY_r(geos, sequence, i, points[i].x, points[i].y);
-    GEOSGeometry* line = GEOSGeom_createLineString_r(geos, sequence);
-    GEOSGeometry* offset = GEOSOffsetCurve_r(geos, line, leftDistance, 8, GEOSBUF_JOIN_MITRE, 1000.0);
-    std::vector<Vec3> result;
-    if (offset != nullptr && GEOSGeomTypeId_r(geos, offset) == GEOS_LINESTRING)
-    {
-        const GEOSCoordSequence* out = GEOSGeom_getCoordSeq_r(geos, offset);
-        unsigned int size = 0;
-        GEOSCoordSeq_getSize_r(geos, out, &size);
-        for (unsigned int i = 0; i < size; ++i)
-        {
-            double x = 0, y = 0;
-            GEOSCoordSeq_getXY_r(geos, out, i, &x, &y);
-            result.push_back(Vec3(x, y, 0));
-        }
-    }
-    if (offset != nullptr)
-        GEOSGeom_destroy_r(geos, offset);
-    GEOSGeom_destroy_r(geos, line);
-    GEOS_finish_r(geos);
-    return result;
-}
-#endif
-
-TEST(PolyLineOffsetTest, MitredOffsetOfGentleCurveMatchesGeos)
-{
-#ifndef CORELIB_TEST_HAVE_GEOS
-    GTEST_SKIP() << "GEOS is not available for this target's sysroot, so there is nothing to compare with";
-#else
-    const GuidanceLine g = RealisticLines()[2];
-    const Core::PolyLine line = MakeLine(g.points);
-    for (double d : {-12.0, -3.0, 3.0, 12.0})
-    {
-        SCOPED_TRACE(d);
-        std::vector<Vec3> expected = GeosOffset(g.points, -d);
-        const std::vector<Vec3> actual = line.Offset(d).GetPoints();
-        ASSERT_EQ(actual.size(), expected.size());
-        // Some GEOS versions return right-hand offsets reversed.
-        if (std::hypot(expected.front().x - actual.front().x, expected.front().y - actual.front().y) > 1.0)
-            std::reverse(expected.begin(), expected.end());
-        for (size_t i = 0; i < actual.size(); ++i)
-            ExpectPlanePoint(actual[i], expected[i].x, expected[i].y);
-    }
-#endif
 }
 
 } // namespace

