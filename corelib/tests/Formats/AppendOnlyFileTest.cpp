@@ -66,24 +66,6 @@ protected:
     std::vector<Block> m_written;
 };
 
-TEST_F(AppendOnlyFileTest, TruncatingTheLastBlockAnywhereKeepsTheEarlierOnes)
-{
-    std::mt19937 random(7);
-    Append(1, RiskyBytes(random, 20));
-    // Its last byte differs from the sync byte that the next block starts with,
-    // so that no cut followed by a new block rebuilds it whole.
-    Append(0x5AA5, RiskyBytes(random, 30) + "!");
-    const std::string whole = m_file.m_bytes;
-    for (std::size_t cut = m_starts.back(); cut < whole.size(); ++cut)
-    {
-        m_file.m_bytes = whole.substr(0, cut);
-        ASSERT_EQ(std::vector<Block>{m_written[0]}, ReadAllBlocks(m_file)) << "cut at " << cut;
-        // The next block lands after the torn bytes and readers resynchronise past them.
-        ASSERT_TRUE(m_file.WriteBlock(9, CDataBuffer(std::string("after"))));
-        ASSERT_EQ((std::vector<Block>{m_written[0], {9, "after"}}), ReadAllBlocks(m_file)) << "cut at " << cut;
-    }
-}
-
 TEST_F(AppendOnlyFileTest, FlippedBytesAndGarbageLoseOnlyTheBlocksTheyTouch)
 {
     // Stray sync bytes, whole sync marks and false headers whose lengths reach
