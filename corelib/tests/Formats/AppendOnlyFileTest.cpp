@@ -139,21 +139,6 @@ TEST_F(AppendOnlyFileTest, ReadsAppendPayloadsAndLeaveARejectedCandidatesTag)
     EXPECT_EQ(m_file.m_bytes.size(), m_file.m_position) << "a false result leaves the position at the end";
 }
 
-TEST_F(AppendOnlyFileTest, IncompleteWritesAreReportedAndSkipped)
-{
-    Append(1, "first");
-    m_file.m_writeBudget = 7;  // part of the next header only
-    EXPECT_FALSE(m_file.WriteBlock(2, CDataBuffer(std::string("lost"))));
-    m_file.m_writeBudget = AppendOnlyFileBase::kHeaderSize + 2; // the header and part of the payload
-    EXPECT_FALSE(m_file.WriteBlock(3, CDataBuffer(std::string("lost too"))));
-    m_file.m_writeBudget = INT_MAX;
-    m_file.m_flushSucceeds = false;
-    EXPECT_FALSE(m_file.WriteBlock(4, CDataBuffer(std::string("not synced"))));
-    m_file.m_flushSucceeds = true;
-    Append(5, "last");
-    EXPECT_EQ((std::vector<Block>{{1, "first"}, {4, "not synced"}, {5, "last"}}), ReadAllBlocks(m_file));
-}
-
 // ---- The store on disk
 
 class AppendOnlyDiskFileTest : public ::testing::Test

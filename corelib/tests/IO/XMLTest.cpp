@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -300,15 +299,6 @@ TEST_F(XMLTest, FilesParseAtEverySizeBoundary)
     ASSERT_TRUE(CoreTest::WriteBytes(dir.File("cut.xml"), "<a><b>text</b"));
     EXPECT_FALSE(ParseFile(dir.File("cut.xml")));
     ExpectRejected("truncated file");
-}
-
-TEST_F(XMLTest, FailedWritesReportFalseAndLeaveNothing)
-{
-    doc << XMLStartNode("a") << XMLEndNode();
-    EXPECT_FALSE(doc.WriteXML(dir.File("no/such/dir/out.xml")));
-    ASSERT_EQ(0, ::mkdir(dir.File("target").c_str(), 0755));
-    EXPECT_FALSE(doc.WriteXML(dir.File("target"))) << "a directory cannot be replaced by a file";
-    EXPECT_EQ(std::vector<std::string>{"target"}, dir.List()) << "the temporary file is removed";
 }
 
 TEST_F(XMLTest, ShortStreamWriteIsRenamedIntoPlaceAsItStands)
