@@ -1,4 +1,4 @@
-#include "XMLTestNames.h"
+#include "IO/XML.h"
 
 #include "Support/TestSupport.h"
 
@@ -6,6 +6,13 @@
 
 #include <sstream>
 #include <unistd.h>
+
+using Core::IO::XMLAttribute;
+using Core::IO::XMLData;
+using Core::IO::XMLDocument;
+using Core::IO::XMLEndNode;
+using Core::IO::XMLNode;
+using Core::IO::XMLStartNode;
 
 namespace
 {
