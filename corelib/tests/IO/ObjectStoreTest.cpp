@@ -155,13 +155,6 @@ TEST(ObjectStoreTest, DamagedLengthsFailWithoutLoopingOrOverreading)
     int value = 0;
     EXPECT_FALSE(in.InputInt(value, 2));
     EXPECT_FALSE(in.InputInt(value, 3));
-
-    // A value cut short leaves its argument alone.
-    std::string shortDouble = Bytes({0x09, 0x3F, 0xF0});
-    ObjectStore cut(shortDouble);
-    double d = 7.0;
-    EXPECT_FALSE(cut.InputDouble(d, 1));
-    EXPECT_EQ(7.0, d);
 }
 
 } // namespace
