@@ -155,7 +155,6 @@ TEST(DataBufferTest, FailedReadsSetAStickyFlagAndFollowTheirOutputRules)
     EXPECT_FALSE(b.GetInt8(c) || b.GetInt16(h));
     EXPECT_EQ(0, c);
     EXPECT_EQ(0, h);
-    EXPECT_EQ(0, b.GetInt8() + b.GetInt16());
 }
 
 TEST(DataBufferTest, RawDataIsBoundedByCapacityButStringDataByLength)

@@ -1,8 +1,7 @@
 #include "IO/NmeaParser.h"
 
-#include "NmeaSentences.h"
-
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <tuple>
 #include <type_traits>
@@ -10,7 +9,6 @@
 #include <gtest/gtest.h>
 
 using namespace Core::Nmea;
-using CoreTest::Sentence;
 
 namespace
 {
@@ -19,6 +17,17 @@ namespace
 const char kGGA[] = "GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,";
 const char kVTG[] = "GPVTG,054.7,T,034.4,M,005.5,N,010.2,K";
 const double kLatitude = 48 + 7.038 / 60, kLongitude = 11 + 31.0 / 60, kDegree = M_PI / 180;
+
+// "$" + body + "*" + the XOR of the body's bytes as two upper-case hex digits + CR LF.
+std::string Sentence(const std::string& body)
+{
+    unsigned sum = 0;
+    for (unsigned char c : body)
+        sum ^= c;
+    char checksum[8];
+    std::snprintf(checksum, sizeof(checksum), "*%02X\r\n", sum);
+    return "$" + body + checksum;
+}
 
 // The body with field index replaced.
 std::string WithField(const std::string& body, size_t index, const std::string& value)
