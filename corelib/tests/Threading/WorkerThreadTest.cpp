@@ -89,7 +89,7 @@ private:
     Events m_events;
 };
 
-TEST_F(WorkerThreadTest, RunningWorkCountsAsQueuedAndItsCompletionWaitsForItAndForProcess)
+TEST_F(WorkerThreadTest, RunningWorkCountsAsQueuedAndCompletionsWaitForProcess)
 {
     Core::WorkerThread worker;
     worker.Start();
