@@ -52,11 +52,11 @@ TEST_F(BinaryIOTest, ValuesAreBigEndianOnEveryHost)
     EXPECT_EQ(-2, minusTwo);
     EXPECT_EQ("ab", ab) << "ReadString replaces";
     EXPECT_EQ("", empty);
+    EXPECT_EQ(26, in->GetFileSize());
+    EXPECT_EQ(18, in->GetFilePosition()) << "asking the size keeps the position";
     EXPECT_TRUE(in->ReadTime(time));
     EXPECT_TRUE(time == Core::Time(0x01020304L, 999999L));
     EXPECT_EQ(26, in->GetFilePosition());
-    EXPECT_EQ(26, in->GetFileSize());
-    EXPECT_EQ(26, in->GetFilePosition()) << "asking the size keeps the position";
 }
 
 TEST_F(BinaryIOTest, ShortOrOverlongRecordsLeaveTheirTargetUntouched)
