@@ -55,6 +55,9 @@ def main(argv):
             raise RuntimeError("gpsbabel made no track points of the drive (no dates?)")
         latency_line = None
         if latency:
+            # The rows above leave some 250 MB to be written back: drain it
+            # first, so the live fixes' syncs wait for their own bytes only.
+            os.sync()
             latency_line = subprocess.run([os.path.abspath(latency), "drive.nmea"] + (["--smoke"] if smoke else []),
                                           cwd=work, check=True, capture_output=True, text=True).stdout.strip()
 
