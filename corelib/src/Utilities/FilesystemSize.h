@@ -1,6 +1,7 @@
+// Internal to the library: not installed and not part of CoreLibrary.h.
 // The size rule behind MountedFilesystemStatus, apart from the statfs call, so
 // that the flash-filesystem rule and the 32-bit wrap can be checked on any host
-// without mounting such filesystems. Not part of the library's interface.
+// without mounting such filesystems.
 // Threading: stateless.
 #ifndef CORELIB_UTILITIES_FILESYSTEMSIZE_H
 #define CORELIB_UTILITIES_FILESYSTEMSIZE_H

@@ -128,30 +128,37 @@ TEST(FixAssemblerTest, GathersEpochsInAnyOrderAndDatesThemPastMidnight)
 TEST(FieldFileTest, TakesTheFirstLineStringLongitudeFirst)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
-    const Field kml =
-        FieldFromKml("<?xml version=\"1.0\"?><kml xmlns=\"http://www.opengis.net/kml/2.2\"><Document>"
-                     "<Placemark><name>Pin</name><Point><coordinates>9,9</coordinates></Point></Placemark>"
-                     "<Placemark><name>East strip</name><LineString><coordinates>\n"
-                     "  -1.05,52.205,70 -1.04,52.206,70\n\t-1.03,52.207\n</coordinates></LineString>"
-                     "</Placemark></Document></kml>",
-                     "f.kml", 12);
-    ASSERT_EQ(3u, kml.points.size());
-    EXPECT_EQ("East strip", kml.name);
-    EXPECT_DOUBLE_EQ(52.207, kml.points[2].latitude);
-    EXPECT_DOUBLE_EQ(-1.03, kml.points[2].longitude);
-    EXPECT_DOUBLE_EQ(12, kml.workingWidth);
-
-    const Field geojson = FieldFromGeoJson(
-        "{\"type\": \"FeatureCollection\", \"features\": [\n"
-        " {\"type\": \"Feature\", \"properties\": {\"name\": \"Pin\"}, \"geometry\": {\"type\": \"Point\", "
-        "\"coordinates\": [9, 9]}},\n"
-        " {\"type\": \"Feature\", \"properties\": {\"name\": \"West \\\"strip\\\"\"},\n"
-        "  \"geometry\": {\"type\": \"LineString\", \"coordinates\": [[-1.05, 52.205], [-1.04, 52.206, 3.5]]}}]}",
-        "f.geojson", 6);
-    ASSERT_EQ(2u, geojson.points.size());
-    EXPECT_EQ("West \"strip\"", geojson.name);
-    EXPECT_DOUBLE_EQ(52.206, geojson.points[1].latitude);
-    EXPECT_DOUBLE_EQ(-1.04, geojson.points[1].longitude);
+    const struct
+    {
+        Field field;
+        std::size_t points;
+        const char* name;
+        double lastLatitude, lastLongitude, width;
+    } cases[] = {
+        {FieldFromKml("<?xml version=\"1.0\"?><kml xmlns=\"http://www.opengis.net/kml/2.2\"><Document>"
+                      "<Placemark><name>Pin</name><Point><coordinates>9,9</coordinates></Point></Placemark>"
+                      "<Placemark><name>East strip</name><LineString><coordinates>\n"
+                      "  -1.05,52.205,70 -1.04,52.206,70\n\t-1.03,52.207\n</coordinates></LineString>"
+                      "</Placemark></Document></kml>",
+                      "f.kml", 12),
+         3, "East strip", 52.207, -1.03, 12},
+        {FieldFromGeoJson(
+             "{\"type\": \"FeatureCollection\", \"features\": [\n"
+             " {\"type\": \"Feature\", \"properties\": {\"name\": \"Pin\"}, \"geometry\": {\"type\": \"Point\", "
+             "\"coordinates\": [9, 9]}},\n"
+             " {\"type\": \"Feature\", \"properties\": {\"name\": \"West \\\"strip\\\"\"},\n"
+             "  \"geometry\": {\"type\": \"LineString\", \"coordinates\": [[-1.05, 52.205], [-1.04, 52.206, 3.5]]}}]}",
+             "f.geojson", 6),
+         2, "West \"strip\"", 52.206, -1.04, 6},
+    };
+    for (const auto& c : cases)
+    {
+        ASSERT_EQ(c.points, c.field.points.size()) << c.name;
+        EXPECT_EQ(c.name, c.field.name);
+        EXPECT_DOUBLE_EQ(c.lastLatitude, c.field.points.back().latitude) << c.name;
+        EXPECT_DOUBLE_EQ(c.lastLongitude, c.field.points.back().longitude) << c.name;
+        EXPECT_DOUBLE_EQ(c.width, c.field.workingWidth) << c.name;
+    }
 }
 
 TEST(FieldFileTest, ErrorsNameTheFileAndTheOffendingPlace)
