@@ -152,6 +152,9 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
 {
     constexpr int kProducers = 3, kRounds = 30;
     constexpr int kSoakItems = (CoreTest::kTargetEmulated ? 100000 : 1000000) / kProducers;
+    // Producers wait while this many items are outstanding; the soak's deadline.
+    constexpr int kMostOutstanding = 20000;
+    constexpr double kSoakSeconds = 600;
     std::mt19937 random(20260101);
     for (int round = 0; round <= kRounds; ++round)
     {
@@ -173,7 +176,7 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
                 producers.emplace_back(new BoundedThread([&, p] {
                     for (int i = 0; i < items; ++i)
                     {
-                        while (worker.GetQueueSize() > 20000)
+                        while (worker.GetQueueSize() > kMostOutstanding)
                             std::this_thread::yield();
                         const bool late = stopReturned;
                         worker.AddItem(MakeCall([&, p, i, late] {
@@ -187,8 +190,8 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
                     }
                 }));
             }
-            const auto deadline =
-                std::chrono::steady_clock::now() + std::chrono::duration<double>(soak ? 600 : CoreTest::kHangSeconds);
+            const auto deadline = std::chrono::steady_clock::now() +
+                                  std::chrono::duration<double>(soak ? kSoakSeconds : CoreTest::kHangSeconds);
             while (ran < stopAfter && std::chrono::steady_clock::now() < deadline)
             {
                 worker.Process();
