@@ -7,11 +7,11 @@ function(corelib_require what found package)
   endif()
 endfunction()
 
-# The XML reader is built on rapidxml, which is a header-only library.
-find_path(CORELIB_RAPIDXML_INCLUDE_DIR rapidxml/rapidxml.hpp)
-corelib_require("rapidxml headers (rapidxml/rapidxml.hpp)" CORELIB_RAPIDXML_INCLUDE_DIR librapidxml-dev)
-
 if(CORELIB_BUILD_TESTS)
+  # The XML reader's tests and fuzz target compare it with rapidxml, a
+  # header-only library.
+  find_path(CORELIB_RAPIDXML_INCLUDE_DIR rapidxml/rapidxml.hpp)
+  corelib_require("rapidxml headers (rapidxml/rapidxml.hpp)" CORELIB_RAPIDXML_INCLUDE_DIR librapidxml-dev)
   # The suite builds GoogleTest from its Debian source tree, for every target.
   set(CORELIB_GOOGLETEST_SOURCE_DIR /usr/src/googletest CACHE PATH "GoogleTest source tree")
   if(EXISTS ${CORELIB_GOOGLETEST_SOURCE_DIR}/CMakeLists.txt)

@@ -4,16 +4,9 @@
 #include "Utilities/FileUtilities.h"
 #include "Utilities/StringUtilities.h"
 
-// The parser's node pool grows in blocks of this size (less room for the
-// block headers), each block a mapping of its own; see PoolAllocate.
-#define RAPIDXML_DYNAMIC_POOL_SIZE (2 * 1024 * 1024 - 64)
-#include <rapidxml/rapidxml.hpp>
-
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <memory>
-#include <new>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,40 +21,6 @@ namespace
 {
 
 const char* const kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-
-// Names and values are taken by pointer and length and the text is never cut
-// by written terminators; entity references are still translated in place.
-// Comments, declarations, doctypes and processing instructions are skipped.
-constexpr int kParseFlags = rapidxml::parse_no_string_terminators;
-
-// Pool blocks for the parser's nodes. A large document needs tens of
-// megabytes of nodes that live only until they are copied; mapping them in
-// 2 MiB blocks, which the kernel may back with huge pages, costs far fewer
-// page faults than growing the heap, and returns the memory to the system as
-// soon as the parse ends. The mapping's length is kept in a header before the
-// block. Throws std::bad_alloc when nothing can be mapped.
-constexpr std::size_t kPoolBlockAlignment = 2 * 1024 * 1024;
-constexpr std::size_t kPoolHeaderSize = 16; // keeps the block 16-byte aligned
-
-void* PoolAllocate(std::size_t size)
-{
-    const std::size_t length =
-        (size + kPoolHeaderSize + kPoolBlockAlignment - 1) / kPoolBlockAlignment * kPoolBlockAlignment;
-    void* mapping = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapping == MAP_FAILED)
-        throw std::bad_alloc();
-#ifdef MADV_HUGEPAGE
-    ::madvise(mapping, length, MADV_HUGEPAGE); // advice only: failure changes nothing
-#endif
-    *static_cast<std::size_t*>(mapping) = length;
-    return static_cast<char*>(mapping) + kPoolHeaderSize;
-}
-
-void PoolFree(void* block)
-{
-    char* mapping = static_cast<char*>(block) - kPoolHeaderSize;
-    ::munmap(mapping, *reinterpret_cast<std::size_t*>(mapping));
-}
 
 void PrintParseError(const char* reason)
 {
@@ -492,28 +451,6 @@ public:
         root.m_data.clear();
     }
 
-    // Copies the attributes and children of a parsed node into to.
-    void CopyContents(const rapidxml::xml_node<char>& from, XMLNode& to)
-    {
-        for (const rapidxml::xml_attribute<char>* a = from.first_attribute(); a != nullptr; a = a->next_attribute())
-            AddAttribute(to, a->name(), a->name_size(), a->value(), a->value_size());
-        for (const rapidxml::xml_node<char>* child = from.first_node(); child != nullptr; child = child->next_sibling())
-        {
-            switch (child->type())
-            {
-            case rapidxml::node_element:
-                CopyContents(*child, AddNode(to, child->name(), child->name_size(), XMLElementNode));
-                break;
-            case rapidxml::node_data:
-            case rapidxml::node_cdata:
-                to.AddData(child->value(), static_cast<unsigned int>(child->value_size()));
-                break;
-            case rapidxml::node_comment: AddNode(to, child->value(), child->value_size(), XMLCommentNode); break;
-            default: std::printf("ignoring node\n"); break;
-            }
-        }
-    }
-
     // Appends to parent a child with that name and type and nothing else.
     XMLNode& AddNode(XMLNode& parent, const char* name, std::size_t length, XMLNodeType type)
     {
@@ -534,9 +471,6 @@ public:
         node->m_data.clear();
         return *node;
     }
-
-private:
-    typedef std::map<std::string, std::string> Attributes;
 
     // Sets the attribute as XMLNode::AddAttribute does: a repeated name keeps
     // the last value.
@@ -561,6 +495,9 @@ private:
         }
     }
 
+private:
+    typedef std::map<std::string, std::string> Attributes;
+
     void TakeAttributes(XMLNode& node)
     {
         while (!node.m_attributes.empty())
@@ -569,6 +506,315 @@ private:
 
     std::list<XMLNode> m_nodes;
     std::vector<Attributes::node_type> m_attributes;
+};
+
+// ---------------------------------------------------------------- XMLReader
+
+// Reads a document in place, in one pass, straight into the tree. The
+// grammar is the one this library has always accepted, quirks included:
+// - a leading UTF-8 byte-order mark is skipped;
+// - declarations, processing instructions, comments, document types and
+//   other "<!" markup are skipped and leave nothing in the tree;
+// - a closing tag's name is not compared with its element's;
+// - element text keeps its surrounding white space, except that text made of
+//   white space alone before a tag is dropped; CDATA is kept as it stands;
+// - in text and attribute values the entities &amp; &apos; &quot; &gt; &lt;
+//   and numeric references are replaced; any other '&' stays as it is. A
+//   decimal reference also takes the digits a to f (worth 10 to 15), the
+//   code is an unsigned long that wraps, and reference 0 gives a zero byte;
+// - CDATA at the top level becomes an element with an empty name.
+// Replacing entities writes the shorter text over the longer in place, so
+// names and values are read straight out of the buffer.
+class XMLReader
+{
+public:
+    XMLReader(char* text, XMLNodeRecycler& recycler) : m_p(text), m_recycler(recycler) {}
+
+    // Reads the whole text into root's children. Returns null, or the reason
+    // the text is not well-formed; the tree is then incomplete.
+    const char* Read(XMLNode& root)
+    {
+        static const unsigned char kByteOrderMark[] = {0xEF, 0xBB, 0xBF};
+        if (std::strncmp(m_p, reinterpret_cast<const char*>(kByteOrderMark), 3) == 0)
+            m_p += 3;
+        XMLNode* element = &root; // the element whose contents come next
+        while (m_error == nullptr)
+        {
+            if (element == &root)
+            {
+                SkipSpace();
+                if (*m_p == '\0')
+                    break;
+                if (*m_p != '<')
+                    return "expected <";
+                ++m_p;
+                element = ReadMarkup(root, true);
+            }
+            else
+            {
+                element = ReadContents(*element);
+            }
+        }
+        return m_error;
+    }
+
+private:
+    // Reads the contents of element up to and including its closing tag or
+    // up to a child's start tag. Returns the element to continue with.
+    XMLNode* ReadContents(XMLNode& element)
+    {
+        char* const contentsStart = m_p;
+        SkipSpace();
+        if (*m_p != '<' && *m_p != '\0')
+        {
+            m_p = contentsStart;
+            const char* const value = m_p;
+            const char* const end = ReadValue('<');
+            if (end == nullptr)
+                return nullptr;
+            element.AddData(value, static_cast<unsigned int>(end - value));
+        }
+        if (*m_p == '\0')
+            return Fail("unexpected end of data");
+        if (m_p[1] != '/')
+        {
+            ++m_p;
+            return ReadMarkup(element, false);
+        }
+        m_p += 2;
+        while (IsNameChar(*m_p))
+            ++m_p;
+        SkipSpace();
+        if (*m_p != '>')
+            return Fail("expected >");
+        ++m_p;
+        return element.Parent();
+    }
+
+    // Reads the markup after a '<' inside parent. Returns the element whose
+    // contents follow, which is parent itself unless a start tag opened one.
+    XMLNode* ReadMarkup(XMLNode& parent, bool topLevel)
+    {
+        if (*m_p == '?')
+        {
+            ++m_p;
+            return SkipPast("?>") ? &parent : nullptr;
+        }
+        if (*m_p != '!')
+            return ReadElement(parent);
+        if (std::strncmp(m_p, "!--", 3) == 0)
+        {
+            m_p += 3;
+            return SkipPast("-->") ? &parent : nullptr;
+        }
+        if (std::strncmp(m_p, "![CDATA[", 8) == 0)
+        {
+            m_p += 8;
+            const char* const value = m_p;
+            if (!SkipPast("]]>"))
+                return nullptr;
+            if (topLevel)
+                m_recycler.AddNode(parent, "", 0, XMLElementNode);
+            else
+                parent.AddData(value, static_cast<unsigned int>(m_p - 3 - value));
+            return &parent;
+        }
+        if (std::strncmp(m_p, "!DOCTYPE", 8) == 0 && IsSpace(m_p[8]))
+        {
+            m_p += 9;
+            return SkipDoctype() ? &parent : nullptr;
+        }
+        ++m_p;
+        return SkipPast(">") ? &parent : nullptr;
+    }
+
+    // Reads a start tag and its attributes. Returns the new element if its
+    // contents follow, parent if it closed itself.
+    XMLNode* ReadElement(XMLNode& parent)
+    {
+        const char* const name = m_p;
+        while (IsNameChar(*m_p))
+            ++m_p;
+        if (m_p == name)
+            return Fail("expected element name");
+        XMLNode& element = m_recycler.AddNode(parent, name, static_cast<std::size_t>(m_p - name), XMLElementNode);
+        SkipSpace();
+        while (IsAttributeNameChar(*m_p))
+        {
+            const char* const attribute = m_p;
+            while (IsAttributeNameChar(*m_p))
+                ++m_p;
+            const std::size_t attributeLength = static_cast<std::size_t>(m_p - attribute);
+            SkipSpace();
+            if (*m_p != '=')
+                return Fail("expected =");
+            ++m_p;
+            SkipSpace();
+            const char quote = *m_p;
+            if (quote != '\'' && quote != '"')
+                return Fail("expected ' or \"");
+            const char* const value = ++m_p;
+            const char* const end = ReadValue(quote);
+            if (end == nullptr)
+                return nullptr;
+            if (*m_p != quote)
+                return Fail("expected ' or \"");
+            ++m_p;
+            m_recycler.AddAttribute(element, attribute, attributeLength, value, static_cast<std::size_t>(end - value));
+            SkipSpace();
+        }
+        if (*m_p == '>')
+        {
+            ++m_p;
+            return &element;
+        }
+        if (*m_p != '/' || m_p[1] != '>')
+            return Fail("expected >");
+        m_p += 2;
+        return &parent;
+    }
+
+    // Reads a value up to stop or the end of the text, replacing entity
+    // references in place. Returns the value's new end (null on a bad
+    // reference) and leaves the cursor on the character that ended it.
+    const char* ReadValue(char stop)
+    {
+        char* source = m_p;
+        while (*source != stop && *source != '\0' && *source != '&')
+            ++source;
+        char* target = source;
+        while (*source != stop && *source != '\0')
+        {
+            if (*source != '&')
+            {
+                *target++ = *source++;
+                continue;
+            }
+            if (std::strncmp(source + 1, "amp;", 4) == 0)
+            {
+                *target++ = '&';
+                source += 5;
+            }
+            else if (std::strncmp(source + 1, "apos;", 5) == 0)
+            {
+                *target++ = '\'';
+                source += 6;
+            }
+            else if (std::strncmp(source + 1, "quot;", 5) == 0)
+            {
+                *target++ = '"';
+                source += 6;
+            }
+            else if (std::strncmp(source + 1, "gt;", 3) == 0)
+            {
+                *target++ = '>';
+                source += 4;
+            }
+            else if (std::strncmp(source + 1, "lt;", 3) == 0)
+            {
+                *target++ = '<';
+                source += 4;
+            }
+            else if (source[1] == '#')
+            {
+                const bool hexadecimal = source[2] == 'x';
+                source += hexadecimal ? 3 : 2;
+                unsigned long code = 0;
+                for (int digit; (digit = DigitValue(*source)) >= 0; ++source)
+                    code = code * (hexadecimal ? 16 : 10) + static_cast<unsigned long>(digit);
+                if (!AppendUtf8(target, code))
+                    return Fail("invalid numeric character entity");
+                if (*source != ';')
+                    return Fail("expected ;");
+                ++source;
+            }
+            else
+            {
+                *target++ = *source++;
+            }
+        }
+        m_p = source;
+        return target;
+    }
+
+    // The value of a hexadecimal digit, or -1.
+    static int DigitValue(char c)
+    {
+        if (c >= '0' && c <= '9')
+            return c - '0';
+        if (c >= 'a' && c <= 'f')
+            return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F')
+            return c - 'A' + 10;
+        return -1;
+    }
+
+    // Writes code as UTF-8 at out and moves out past it; false if code is
+    // beyond Unicode.
+    static bool AppendUtf8(char*& out, unsigned long code)
+    {
+        if (code < 0x80)
+        {
+            *out++ = static_cast<char>(code);
+            return true;
+        }
+        int continuations = code < 0x800 ? 1 : code < 0x10000 ? 2 : code < 0x110000 ? 3 : -1;
+        if (continuations < 0)
+            return false;
+        static const unsigned char kLead[] = {0, 0xC0, 0xE0, 0xF0};
+        *out++ = static_cast<char>(kLead[continuations] | (code >> (6 * continuations)));
+        while (continuations-- > 0)
+            *out++ = static_cast<char>(0x80 | ((code >> (6 * continuations)) & 0x3F));
+        return true;
+    }
+
+    void SkipSpace()
+    {
+        while (IsSpace(*m_p))
+            ++m_p;
+    }
+
+    // Moves the cursor past the next terminator; fails at the end of the text.
+    bool SkipPast(const char* terminator)
+    {
+        const char* const found = std::strstr(m_p, terminator);
+        if (found == nullptr)
+            return Failed("unexpected end of data");
+        m_p += found - m_p + std::strlen(terminator);
+        return true;
+    }
+
+    // Skips a document type declaration up to its '>', passing over an
+    // internal subset in brackets, which may nest.
+    bool SkipDoctype()
+    {
+        while (*m_p != '>')
+        {
+            if (*m_p == '\0')
+                return Failed("unexpected end of data");
+            if (*m_p++ == '[')
+                for (int depth = 1; depth > 0 && *m_p != '\0'; ++m_p)
+                    depth += *m_p == '[' ? 1 : *m_p == ']' ? -1 : 0;
+        }
+        ++m_p;
+        return true;
+    }
+
+    // Record the first failure, for callers that return a flag or a node.
+    bool Failed(const char* reason)
+    {
+        m_error = reason;
+        return false;
+    }
+    std::nullptr_t Fail(const char* reason)
+    {
+        Failed(reason);
+        return nullptr;
+    }
+
+    char* m_p;
+    XMLNodeRecycler& m_recycler;
+    const char* m_error = nullptr;
 };
 
 // ---------------------------------------------------------------- XMLDocument
@@ -649,26 +895,15 @@ bool XMLDocument::ParseBuffer(char* text, std::size_t length)
         return false;
     }
 
-    // The parser's document holds a sizeable static pool: keep it off the stack.
-    auto parsed = std::make_unique<rapidxml::xml_document<char>>();
-    parsed->set_allocator(PoolAllocate, PoolFree);
-    try
+    const char* const error = XMLReader(text, recycler).Read(m_root);
+    if (error != nullptr)
     {
-        parsed->parse<kParseFlags>(text);
-    }
-    catch (const rapidxml::parse_error& error)
-    {
-        PrintParseError(error.what());
+        // Nothing read before the fault stays in the tree.
+        m_root.Children().clear();
+        PrintParseError(error);
         return false;
     }
-
-    bool copied = false;
-    for (const rapidxml::xml_node<char>* node = parsed->first_node(); node != nullptr; node = node->next_sibling())
-    {
-        recycler.CopyContents(*node, recycler.AddNode(m_root, node->name(), node->name_size(), XMLElementNode));
-        copied = true;
-    }
-    return copied;
+    return !m_root.Children().empty();
 }
 
 std::string XMLDocument::FindValue(const std::string& path, const std::string& defaultValue) const
