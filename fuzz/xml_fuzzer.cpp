@@ -59,7 +59,13 @@ void Check(const std::string& text)
         const std::string expected =
             reference.error.empty() ? ""
                                     : "XMLDocument::Parse: error parsing xml document: '" + reference.error + "' \n";
-        if (parsed != reference.parsed || printed != expected || !CoreTest::SameXMLTree(reference.root, doc.RootNode()))
+        if (parsed != reference.parsed || printed != expected || inPlace != reference.text ||
+            !CoreTest::SameXMLTree(reference.root, doc.RootNode()))
+            std::abort();
+        // Read again into the previous input's tree, whose nodes it reuses.
+        static Core::IO::XMLDocument used;
+        inPlace = text;
+        if (ParsePrinting(used, inPlace, printed) != parsed || !CoreTest::SameXMLTree(reference.root, used.RootNode()))
             std::abort();
     }
     if (!parsed && (!doc.RootNode().Children().empty() || !doc.RootNode().Attributes().empty()))

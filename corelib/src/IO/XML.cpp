@@ -4,6 +4,7 @@
 #include "Utilities/FileUtilities.h"
 #include "Utilities/StringUtilities.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -74,65 +75,77 @@ void AppendData(std::string& out, const std::string& data)
     out += "]]>";
 }
 
-// Character classes of the parser's grammar, used to follow its tags exactly.
-bool IsSpace(char c)
+// Character classes of the grammar, one bit each, looked up once per byte.
+enum CharacterClass : unsigned char
 {
-    return c == ' ' || c == '\n' || c == '\r' || c == '\t';
+    kSpace = 1,         // space, tab, line feed, carriage return
+    kNameChar = 2,      // anything but a zero byte, space, '/', '>' or '?'
+    kAttributeChar = 4, // a name character other than '<', '=' or '!'
+};
+
+struct CharacterClasses
+{
+    unsigned char bits[256];
+
+    constexpr CharacterClasses() : bits()
+    {
+        for (int c = 1; c < 256; ++c)
+        {
+            const bool space = c == ' ' || c == '\n' || c == '\r' || c == '\t';
+            const bool name = !space && c != '/' && c != '>' && c != '?';
+            const bool attribute = name && c != '<' && c != '=' && c != '!';
+            bits[c] = static_cast<unsigned char>((space ? kSpace : 0) | (name ? kNameChar : 0) |
+                                                 (attribute ? kAttributeChar : 0));
+        }
+    }
+};
+
+constexpr CharacterClasses kCharacterClasses;
+
+bool Is(CharacterClass wanted, char c)
+{
+    return (kCharacterClasses.bits[static_cast<unsigned char>(c)] & wanted) != 0;
 }
 
-bool IsNameChar(char c)
+template <typename Char>
+Char* SkipSpace(Char* p)
 {
-    return c != '\0' && !IsSpace(c) && c != '/' && c != '>' && c != '?';
-}
-
-bool IsAttributeNameChar(char c)
-{
-    return IsNameChar(c) && c != '<' && c != '=' && c != '!';
-}
-
-const char* SkipSpace(const char* p)
-{
-    while (IsSpace(*p))
+    while (Is(kSpace, *p))
         ++p;
     return p;
 }
 
 // The position after the first occurrence of terminator at or after p, or
-// the end of the text.
-const char* SkipPast(const char* p, const char* terminator)
+// null if the text ends first.
+template <std::size_t Size>
+const char* SkipPast(const char* p, const char (&terminator)[Size])
 {
     const char* found = std::strstr(p, terminator);
-    return found == nullptr ? p + std::strlen(p) : found + std::strlen(terminator);
+    return found == nullptr ? nullptr : found + Size - 1;
 }
 
-// Skips a document type declaration, whose internal subset may nest brackets.
+// The position after the '>' that ends a document type declaration, passing
+// over an internal subset in brackets, which may nest; null if the text ends
+// first.
 const char* SkipDoctype(const char* p)
 {
-    while (*p != '\0' && *p != '>')
+    while (*p != '>')
     {
-        if (*p != '[')
-        {
-            ++p;
-            continue;
-        }
-        int depth = 1;
-        for (++p; depth > 0 && *p != '\0'; ++p)
-        {
-            if (*p == '[')
-                ++depth;
-            else if (*p == ']')
-                --depth;
-        }
+        if (*p == '\0')
+            return nullptr;
+        if (*p++ == '[')
+            for (int depth = 1; depth > 0 && *p != '\0'; ++p)
+                depth += *p == '[' ? 1 : *p == ']' ? -1 : 0;
     }
-    return *p == '\0' ? p : p + 1;
+    return p + 1;
 }
 
 // Whether the elements of the zero-terminated text nest deeper than limit.
-// The parser recurses once per level, so this runs first to keep a hostile
-// document from exhausting the stack. It follows the parser's own grammar
-// (what ends a comment, a tag, a quoted value), and wherever the two could
-// differ it ends constructs no later than the parser does, so it never counts
-// fewer levels than the parser would enter.
+// Documents that do are rejected before any reading, whatever else is wrong
+// with them, so this runs over the whole text first. It follows the reader's
+// grammar (what ends a comment, a tag, a quoted value), and wherever the two
+// could differ it ends constructs no later than the reader does, so it never
+// counts fewer levels than the reader would enter.
 bool NestsDeeperThan(const char* p, unsigned int limit)
 {
     unsigned int depth = 0;
@@ -145,30 +158,29 @@ bool NestsDeeperThan(const char* p, unsigned int limit)
                 --depth;
             continue;
         }
-        if (*p == '?')
+        if (*p == '?' || *p == '!')
         {
-            p = SkipPast(p, "?>");
-            continue;
-        }
-        if (*p == '!')
-        {
-            if (std::strncmp(p, "!--", 3) == 0)
+            if (*p == '?')
+                p = SkipPast(p, "?>");
+            else if (std::strncmp(p, "!--", 3) == 0)
                 p = SkipPast(p + 3, "-->");
             else if (std::strncmp(p, "![CDATA[", 8) == 0)
                 p = SkipPast(p + 8, "]]>");
-            else if (std::strncmp(p, "!DOCTYPE", 8) == 0 && IsSpace(p[8]))
+            else if (std::strncmp(p, "!DOCTYPE", 8) == 0 && Is(kSpace, p[8]))
                 p = SkipDoctype(p + 9);
             else
                 p = SkipPast(p, ">");
+            if (p == nullptr)
+                return false; // the text ends inside the markup
             continue;
         }
         // A start tag: name, then name="value" pairs, then > or />.
-        while (IsNameChar(*p))
+        while (Is(kNameChar, *p))
             ++p;
         p = SkipSpace(p);
-        while (IsAttributeNameChar(*p))
+        while (Is(kAttributeChar, *p))
         {
-            while (IsAttributeNameChar(*p))
+            while (Is(kAttributeChar, *p))
                 ++p;
             p = SkipSpace(p);
             if (*p != '=')
@@ -433,81 +445,6 @@ void XMLNode::AppendNode(std::string& out, const std::string& indent, unsigned i
     out += ">\n";
 }
 
-// ---------------------------------------------------------------- XMLNodeRecycler
-
-// Builds a parsed tree out of the nodes, attribute entries and strings of the
-// tree it replaces, so that parsing into a document again allocates and frees
-// almost nothing: nodes move between lists by splicing, attribute entries
-// move between maps as node handles, and strings are assigned into the
-// capacity they already have. What is left over is freed with the recycler.
-class XMLNodeRecycler
-{
-public:
-    // Takes over root's children and attributes and empties its data.
-    explicit XMLNodeRecycler(XMLNode& root)
-    {
-        m_nodes.splice(m_nodes.end(), root.m_children);
-        TakeAttributes(root);
-        root.m_data.clear();
-    }
-
-    // Appends to parent a child with that name and type and nothing else.
-    XMLNode& AddNode(XMLNode& parent, const char* name, std::size_t length, XMLNodeType type)
-    {
-        if (m_nodes.empty())
-        {
-            parent.m_children.emplace_back(&parent, name, static_cast<unsigned int>(length), type);
-            return parent.m_children.back();
-        }
-        // Spare nodes are taken in the order of the old tree, a node before
-        // its children, which is the order they were allocated in.
-        const std::list<XMLNode>::iterator node = m_nodes.begin();
-        m_nodes.splice(std::next(node), node->m_children);
-        TakeAttributes(*node);
-        parent.m_children.splice(parent.m_children.end(), m_nodes, node);
-        node->m_parent = &parent;
-        node->m_type = type;
-        node->m_name.assign(name, length);
-        node->m_data.clear();
-        return *node;
-    }
-
-    // Sets the attribute as XMLNode::AddAttribute does: a repeated name keeps
-    // the last value.
-    void AddAttribute(XMLNode& node, const char* name, std::size_t nameLength, const char* value,
-                      std::size_t valueLength)
-    {
-        if (m_attributes.empty())
-        {
-            node.AddAttribute(name, static_cast<unsigned int>(nameLength), value,
-                              static_cast<unsigned int>(valueLength));
-            return;
-        }
-        Attributes::node_type entry = std::move(m_attributes.back());
-        m_attributes.pop_back();
-        entry.key().assign(name, nameLength);
-        entry.mapped().assign(value, valueLength);
-        Attributes::insert_return_type result = node.m_attributes.insert(std::move(entry));
-        if (!result.inserted)
-        {
-            result.position->second.assign(value, valueLength);
-            m_attributes.push_back(std::move(result.node));
-        }
-    }
-
-private:
-    typedef std::map<std::string, std::string> Attributes;
-
-    void TakeAttributes(XMLNode& node)
-    {
-        while (!node.m_attributes.empty())
-            m_attributes.push_back(node.m_attributes.extract(node.m_attributes.begin()));
-    }
-
-    std::list<XMLNode> m_nodes;
-    std::vector<Attributes::node_type> m_attributes;
-};
-
 // ---------------------------------------------------------------- XMLReader
 
 // Reads a document in place, in one pass, straight into the tree. The
@@ -525,15 +462,24 @@ private:
 // - CDATA at the top level becomes an element with an empty name.
 // Replacing entities writes the shorter text over the longer in place, so
 // names and values are read straight out of the buffer.
+//
+// The new tree is built over the one it replaces: the n-th child read under
+// an element reuses that element's n-th old child, its strings assigned into
+// the capacity they have and its attributes assigned in place when the names
+// are the same, so that reading a document into a used one allocates almost
+// nothing. Old children left over when an element closes are freed.
 class XMLReader
 {
 public:
-    XMLReader(char* text, XMLNodeRecycler& recycler) : m_p(text), m_recycler(recycler) {}
+    explicit XMLReader(char* text) : m_p(text) {}
 
     // Reads the whole text into root's children. Returns null, or the reason
     // the text is not well-formed; the tree is then incomplete.
     const char* Read(XMLNode& root)
     {
+        root.m_attributes.clear();
+        root.m_data.clear();
+        m_reuse.push_back(root.m_children.begin());
         static const unsigned char kByteOrderMark[] = {0xEF, 0xBB, 0xBF};
         if (std::strncmp(m_p, reinterpret_cast<const char*>(kByteOrderMark), 3) == 0)
             m_p += 3;
@@ -555,6 +501,8 @@ public:
                 element = ReadContents(*element);
             }
         }
+        if (m_error == nullptr)
+            Close(root);
         return m_error;
     }
 
@@ -582,12 +530,13 @@ private:
             return ReadMarkup(element, false);
         }
         m_p += 2;
-        while (IsNameChar(*m_p))
+        while (Is(kNameChar, *m_p))
             ++m_p;
         SkipSpace();
         if (*m_p != '>')
             return Fail("expected >");
         ++m_p;
+        Close(element);
         return element.Parent();
     }
 
@@ -596,36 +545,25 @@ private:
     XMLNode* ReadMarkup(XMLNode& parent, bool topLevel)
     {
         if (*m_p == '?')
-        {
-            ++m_p;
-            return SkipPast("?>") ? &parent : nullptr;
-        }
+            return SkipTo(SkipPast(m_p + 1, "?>")) ? &parent : nullptr;
         if (*m_p != '!')
             return ReadElement(parent);
         if (std::strncmp(m_p, "!--", 3) == 0)
-        {
-            m_p += 3;
-            return SkipPast("-->") ? &parent : nullptr;
-        }
+            return SkipTo(SkipPast(m_p + 3, "-->")) ? &parent : nullptr;
         if (std::strncmp(m_p, "![CDATA[", 8) == 0)
         {
-            m_p += 8;
-            const char* const value = m_p;
-            if (!SkipPast("]]>"))
+            const char* const value = m_p + 8;
+            if (!SkipTo(SkipPast(value, "]]>")))
                 return nullptr;
             if (topLevel)
-                m_recycler.AddNode(parent, "", 0, XMLElementNode);
+                Empty(Open(parent, value, 0));
             else
                 parent.AddData(value, static_cast<unsigned int>(m_p - 3 - value));
             return &parent;
         }
-        if (std::strncmp(m_p, "!DOCTYPE", 8) == 0 && IsSpace(m_p[8]))
-        {
-            m_p += 9;
-            return SkipDoctype() ? &parent : nullptr;
-        }
-        ++m_p;
-        return SkipPast(">") ? &parent : nullptr;
+        if (std::strncmp(m_p, "!DOCTYPE", 8) == 0 && Is(kSpace, m_p[8]))
+            return SkipTo(SkipDoctype(m_p + 9)) ? &parent : nullptr;
+        return SkipTo(SkipPast(m_p + 1, ">")) ? &parent : nullptr;
     }
 
     // Reads a start tag and its attributes. Returns the new element if its
@@ -633,16 +571,17 @@ private:
     XMLNode* ReadElement(XMLNode& parent)
     {
         const char* const name = m_p;
-        while (IsNameChar(*m_p))
+        while (Is(kNameChar, *m_p))
             ++m_p;
         if (m_p == name)
             return Fail("expected element name");
-        XMLNode& element = m_recycler.AddNode(parent, name, static_cast<std::size_t>(m_p - name), XMLElementNode);
+        XMLNode& element = Open(parent, name, static_cast<std::size_t>(m_p - name));
+        m_attributes.clear();
         SkipSpace();
-        while (IsAttributeNameChar(*m_p))
+        while (Is(kAttributeChar, *m_p))
         {
             const char* const attribute = m_p;
-            while (IsAttributeNameChar(*m_p))
+            while (Is(kAttributeChar, *m_p))
                 ++m_p;
             const std::size_t attributeLength = static_cast<std::size_t>(m_p - attribute);
             SkipSpace();
@@ -660,18 +599,85 @@ private:
             if (*m_p != quote)
                 return Fail("expected ' or \"");
             ++m_p;
-            m_recycler.AddAttribute(element, attribute, attributeLength, value, static_cast<std::size_t>(end - value));
+            m_attributes.push_back({attribute, attributeLength, value, static_cast<std::size_t>(end - value)});
             SkipSpace();
         }
+        SetAttributes(element);
         if (*m_p == '>')
         {
             ++m_p;
+            m_reuse.push_back(element.m_children.begin());
             return &element;
         }
         if (*m_p != '/' || m_p[1] != '>')
             return Fail("expected >");
         m_p += 2;
+        element.m_children.clear();
         return &parent;
+    }
+
+    // Appends an element to parent, or reuses parent's next old child as one.
+    XMLNode& Open(XMLNode& parent, const char* name, std::size_t length)
+    {
+        std::list<XMLNode>::iterator& next = m_reuse.back();
+        if (next == parent.m_children.end())
+        {
+            parent.m_children.emplace_back(&parent, name, static_cast<unsigned int>(length), XMLElementNode);
+            return parent.m_children.back();
+        }
+        XMLNode& node = *next++;
+        node.m_type = XMLElementNode;
+        node.m_name.assign(name, length);
+        node.m_data.clear();
+        return node;
+    }
+
+    // Frees the old children of element that were not reused.
+    void Close(XMLNode& element)
+    {
+        element.m_children.erase(m_reuse.back(), element.m_children.end());
+        m_reuse.pop_back();
+    }
+
+    static void Empty(XMLNode& node)
+    {
+        node.m_attributes.clear();
+        node.m_children.clear();
+    }
+
+    // Gives element the attributes just read, a repeated name keeping its
+    // last value. When the element already has attributes of exactly these
+    // names, only the values are assigned.
+    void SetAttributes(XMLNode& element)
+    {
+        std::map<std::string, std::string>& attributes = element.m_attributes;
+        if (attributes.size() == m_attributes.size() && m_attributes.size() <= kMostAssignedInPlace)
+        {
+            std::map<std::string, std::string>::iterator found[kMostAssignedInPlace];
+            std::size_t matched = 0;
+            for (; matched < m_attributes.size(); ++matched)
+            {
+                // A walk over so few names costs less than a search.
+                const PendingAttribute& a = m_attributes[matched];
+                found[matched] = std::find_if(attributes.begin(), attributes.end(), [&a](const auto& entry) {
+                    return entry.first.size() == a.nameLength &&
+                           std::memcmp(entry.first.data(), a.name, a.nameLength) == 0;
+                });
+                if (found[matched] == attributes.end() ||
+                    std::find(found, found + matched, found[matched]) != found + matched)
+                    break;
+            }
+            if (matched == m_attributes.size())
+            {
+                for (std::size_t i = 0; i < matched; ++i)
+                    found[i]->second.assign(m_attributes[i].value, m_attributes[i].valueLength);
+                return;
+            }
+        }
+        attributes.clear();
+        for (const PendingAttribute& a : m_attributes)
+            element.AddAttribute(a.name, static_cast<unsigned int>(a.nameLength), a.value,
+                                 static_cast<unsigned int>(a.valueLength));
     }
 
     // Reads a value up to stop or the end of the text, replacing entity
@@ -768,35 +774,15 @@ private:
         return true;
     }
 
-    void SkipSpace()
-    {
-        while (IsSpace(*m_p))
-            ++m_p;
-    }
+    void SkipSpace() { m_p = Core::IO::SkipSpace(m_p); }
 
-    // Moves the cursor past the next terminator; fails at the end of the text.
-    bool SkipPast(const char* terminator)
+    // Moves the cursor to next, the end of markup found by a skipping helper,
+    // which is null if the text ended first.
+    bool SkipTo(const char* next)
     {
-        const char* const found = std::strstr(m_p, terminator);
-        if (found == nullptr)
+        if (next == nullptr)
             return Failed("unexpected end of data");
-        m_p += found - m_p + std::strlen(terminator);
-        return true;
-    }
-
-    // Skips a document type declaration up to its '>', passing over an
-    // internal subset in brackets, which may nest.
-    bool SkipDoctype()
-    {
-        while (*m_p != '>')
-        {
-            if (*m_p == '\0')
-                return Failed("unexpected end of data");
-            if (*m_p++ == '[')
-                for (int depth = 1; depth > 0 && *m_p != '\0'; ++m_p)
-                    depth += *m_p == '[' ? 1 : *m_p == ']' ? -1 : 0;
-        }
-        ++m_p;
+        m_p += next - m_p;
         return true;
     }
 
@@ -812,9 +798,21 @@ private:
         return nullptr;
     }
 
+    // Attributes of a start tag, read before they are set on its element.
+    struct PendingAttribute
+    {
+        const char* name;
+        std::size_t nameLength;
+        const char* value;
+        std::size_t valueLength;
+    };
+    // Comparing names pairwise costs the square of their number.
+    static constexpr std::size_t kMostAssignedInPlace = 8;
+
     char* m_p;
-    XMLNodeRecycler& m_recycler;
     const char* m_error = nullptr;
+    std::vector<std::list<XMLNode>::iterator> m_reuse; // per open element, its next old child
+    std::vector<PendingAttribute> m_attributes;
 };
 
 // ---------------------------------------------------------------- XMLDocument
@@ -877,33 +875,25 @@ bool XMLDocument::ParseString(const std::string& text)
 bool XMLDocument::ParseBuffer(char* text, std::size_t length)
 {
     // The cursor stays where it is, unless it points into the tree about to
-    // be cleared: it then restarts at the root rather than dangle.
+    // be replaced: it then restarts at the root rather than dangle.
     if (m_current != nullptr)
         m_current = &m_root;
-    XMLNodeRecycler recycler(m_root);
     m_root.Name("ROOT");
-
-    // The parser stops at a zero byte, which would silently drop the rest.
+    const char* error = nullptr;
+    // The grammar ends the text at a zero byte, which would silently drop the rest.
     if (std::memchr(text, '\0', length) != nullptr)
-    {
-        PrintParseError("unexpected zero byte");
-        return false;
-    }
-    if (NestsDeeperThan(text, MAX_DEPTH))
-    {
-        PrintParseError("elements nested too deeply");
-        return false;
-    }
-
-    const char* const error = XMLReader(text, recycler).Read(m_root);
-    if (error != nullptr)
-    {
-        // Nothing read before the fault stays in the tree.
-        m_root.Children().clear();
-        PrintParseError(error);
-        return false;
-    }
-    return !m_root.Children().empty();
+        error = "unexpected zero byte";
+    else if (NestsDeeperThan(text, MAX_DEPTH))
+        error = "elements nested too deeply";
+    else
+        error = XMLReader(text).Read(m_root);
+    if (error == nullptr)
+        return !m_root.Children().empty();
+    // Nothing read before the fault stays in the tree.
+    m_root.Clear();
+    m_root.Name("ROOT");
+    PrintParseError(error);
+    return false;
 }
 
 std::string XMLDocument::FindValue(const std::string& path, const std::string& defaultValue) const

@@ -116,7 +116,7 @@ public:
 
 private:
     // Rebuilds a parsed tree out of the previous tree's nodes.
-    friend class XMLNodeRecycler;
+    friend class XMLReader;
 
     std::map<std::string, std::string> m_attributes;
     std::list<XMLNode> m_children;

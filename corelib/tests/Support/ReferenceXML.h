@@ -20,6 +20,7 @@ struct ReferenceXML
 {
     bool parsed = false;
     std::string error; // the parser's reason, empty unless it threw
+    std::string text;  // the parser's buffer afterwards: it replaces entities in place
     Core::IO::XMLNode root{nullptr, "ROOT", Core::IO::XMLElementNode};
 };
 
@@ -40,13 +41,14 @@ inline void CopyReferenceNode(const rapidxml::xml_node<char>& from, Core::IO::XM
 }
 
 // Parses a copy of text; every top-level node becomes an element of root.
-inline ReferenceXML ParseReferenceXML(std::string text)
+inline ReferenceXML ParseReferenceXML(const std::string& text)
 {
     ReferenceXML result;
+    result.text = text;
     auto document = std::make_unique<rapidxml::xml_document<char>>(); // holds a large static pool
     try
     {
-        document->parse<rapidxml::parse_no_string_terminators>(&text[0]);
+        document->parse<rapidxml::parse_no_string_terminators>(&result.text[0]);
     }
     catch (const rapidxml::parse_error& error)
     {
