@@ -140,12 +140,13 @@ const char* SkipDoctype(const char* p)
     return p + 1;
 }
 
-// Whether the elements of the zero-terminated text nest deeper than limit.
-// Documents that do are rejected before any reading, whatever else is wrong
-// with them, so this runs over the whole text first. It follows the reader's
-// grammar (what ends a comment, a tag, a quoted value), and wherever the two
-// could differ it ends constructs no later than the reader does, so it never
-// counts fewer levels than the reader would enter.
+// Whether the elements of the zero-terminated text nest deeper than limit;
+// documents that do are rejected whatever else is wrong with them. It follows
+// the reader's grammar (what ends a comment, a tag, a quoted value), and
+// wherever the two could differ it ends constructs no later than the reader
+// does, so it never counts fewer levels than the reader enters. Over a text
+// the reader reads without error, the counts differ only after a "<?>" or a
+// closing tag with '<' in its name.
 bool NestsDeeperThan(const char* p, unsigned int limit)
 {
     unsigned int depth = 0;
@@ -471,7 +472,15 @@ void XMLNode::AppendNode(std::string& out, const std::string& indent, unsigned i
 class XMLReader
 {
 public:
-    explicit XMLReader(char* text) : m_p(text) {}
+    // The reason given for a document that nests elements deeper than the limit.
+    static constexpr const char* kTooDeep = "elements nested too deeply";
+
+    XMLReader(char* text, unsigned int depthLimit) : m_p(text), m_depthLimit(depthLimit) {}
+
+    // Whether the text held a construct that NestsDeeperThan reads differently
+    // (a "<?>", a closing tag with '<' in its name), after which its count of
+    // levels may exceed the reader's.
+    bool DepthCheckDiffers() const { return m_depthCheckDiffers; }
 
     // Reads the whole text into root's children. Returns null, or the reason
     // the text is not well-formed; the tree is then incomplete.
@@ -530,8 +539,10 @@ private:
             return ReadMarkup(element, false);
         }
         m_p += 2;
+        const char* const name = m_p;
         while (Is(kNameChar, *m_p))
             ++m_p;
+        m_depthCheckDiffers |= std::memchr(name, '<', static_cast<std::size_t>(m_p - name)) != nullptr;
         SkipSpace();
         if (*m_p != '>')
             return Fail("expected >");
@@ -545,7 +556,10 @@ private:
     XMLNode* ReadMarkup(XMLNode& parent, bool topLevel)
     {
         if (*m_p == '?')
+        {
+            m_depthCheckDiffers |= m_p[1] == '>';
             return SkipTo(SkipPast(m_p + 1, "?>")) ? &parent : nullptr;
+        }
         if (*m_p != '!')
             return ReadElement(parent);
         if (std::strncmp(m_p, "!--", 3) == 0)
@@ -606,6 +620,9 @@ private:
         if (*m_p == '>')
         {
             ++m_p;
+            // One entry per open element and one for the root.
+            if (m_reuse.size() > m_depthLimit)
+                return Fail(kTooDeep);
             m_reuse.push_back(element.m_children.begin());
             return &element;
         }
@@ -810,7 +827,9 @@ private:
     static constexpr std::size_t kMostAssignedInPlace = 8;
 
     char* m_p;
+    const unsigned int m_depthLimit;
     const char* m_error = nullptr;
+    bool m_depthCheckDiffers = false;
     std::vector<std::list<XMLNode>::iterator> m_reuse; // per open element, its next old child
     std::vector<PendingAttribute> m_attributes;
 };
@@ -882,11 +901,28 @@ bool XMLDocument::ParseBuffer(char* text, std::size_t length)
     const char* error = nullptr;
     // The grammar ends the text at a zero byte, which would silently drop the rest.
     if (std::memchr(text, '\0', length) != nullptr)
+    {
         error = "unexpected zero byte";
-    else if (NestsDeeperThan(text, MAX_DEPTH))
-        error = "elements nested too deeply";
+    }
     else
-        error = XMLReader(text).Read(m_root);
+    {
+        // The reader replaces entity references in place, but a document
+        // rejected for its depth is left as it was: keep the text if it has any.
+        std::string original;
+        if (std::memchr(text, '&', length) != nullptr)
+            original.assign(text, length);
+        XMLReader reader(text, MAX_DEPTH);
+        error = reader.Read(m_root);
+        // Nesting beyond the limit rejects a document whatever else is wrong
+        // with it. The reader stops at the limit, and where it read the whole
+        // text the way NestsDeeperThan does, their counts are the same;
+        // otherwise the check runs over the original text.
+        if (error != XMLReader::kTooDeep && (error != nullptr || reader.DepthCheckDiffers()) &&
+            NestsDeeperThan(original.empty() ? text : original.c_str(), MAX_DEPTH))
+            error = XMLReader::kTooDeep;
+        if (error == XMLReader::kTooDeep && !original.empty())
+            std::memcpy(text, original.data(), length);
+    }
     if (error == nullptr)
         return !m_root.Children().empty();
     // Nothing read before the fault stays in the tree.

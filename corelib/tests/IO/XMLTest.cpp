@@ -148,6 +148,8 @@ TEST_F(XMLTest, BadInputIsRejectedWithTheMessage)
         {"<a b=\"" + std::string(8 << 20, 'v'), "huge unterminated attribute"},
         {Repeat("<a>", limit + 1) + Repeat("</a>", limit + 1), "one level too deep"},
         {Repeat("<a\">", 100000), "deep names holding quotes"},
+        {"<?>" + Repeat("<a>", limit + 1) + "?><z/>", "levels in an instruction whose '?>' the depth check sees"},
+        {"<r>" + Repeat("<x></x<y>", limit + 1) + "</r>", "levels in closing names holding '<'"},
     };
     for (const auto& c : cases)
     {
