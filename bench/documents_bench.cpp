@@ -142,30 +142,8 @@ void XmlWriteRef(benchmark::State& state)
     state.SetBytesProcessed(state.iterations() * static_cast<long long>(size));
 }
 
-// What any parse into this document model must do, parsing aside: the parsed
-// tree assigned over a tree of the same shape rewrites every name, value,
-// attribute and list node in place, as a parse into a used document does,
-// without reading any text. Its ratio to pugixml's whole parse is the floor
-// below which the XML/parse row cannot go.
-void XmlTreeFloorLib(benchmark::State& state)
-{
-    Core::IO::XMLDocument document;
-    document.ParseString(Document().c_str());
-    const Core::IO::XMLNode& parsed = document.RootNode();
-    Core::IO::XMLNode tree = parsed;
-    for (auto _ : state)
-    {
-        tree = parsed;
-        benchmark::ClobberMemory();
-    }
-    SameOutput(state, CountElements(tree) - 1 == PugiElements(), "assigned tree differs");
-    state.SetBytesProcessed(state.iterations() * static_cast<long long>(Document().size()));
-}
-
 BENCHMARK(XmlParseLib)->Name("XML/lib/parse")->Unit(benchmark::kMillisecond);
 BENCHMARK(XmlParseRef)->Name("XML/ref/parse")->Unit(benchmark::kMillisecond);
-BENCHMARK(XmlTreeFloorLib)->Name("XMLTreeFloor/lib/parse")->Unit(benchmark::kMillisecond);
-BENCHMARK(XmlParseRef)->Name("XMLTreeFloor/ref/parse")->Unit(benchmark::kMillisecond);
 BENCHMARK(XmlWriteLib)->Name("XML/lib/write")->Unit(benchmark::kMillisecond);
 BENCHMARK(XmlWriteRef)->Name("XML/ref/write")->Unit(benchmark::kMillisecond);
 

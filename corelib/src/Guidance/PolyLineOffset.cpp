@@ -21,11 +21,8 @@ const double kCoincidentArm = 1e-9;
 // The orientation test compares arrows of this fraction of the arm length.
 const double kOrientationArrow = 0.01;
 
-// Orders the event heap so that its top is the event of smallest absolute distance.
-bool LaterEvent(const sIntersection& x, const sIntersection& y)
-{
-    return std::fabs(x.distance) > std::fabs(y.distance);
-}
+// How many records ahead of the copy the final copy asks the memory for.
+const std::size_t kFetchAhead = 8;
 
 // Builds the offset vertices of one line.
 class OffsetBuilder
@@ -58,6 +55,8 @@ private:
     void ProcessEvent(const sIntersection& event);
     // Inserts a new vertex at point just before b in the lists of every side it belongs to.
     unsigned int InsertBefore(unsigned int b, const Vec2& point, double minDistance, double maxDistance, Side side);
+    // Copies the work vertices into out in list order.
+    void CopyInListOrder(std::vector<PolyLine::sVertex>& out) const;
     // Removes v from the neighbour list of one side.
     void Unlink(unsigned int v, Side side);
     // Where the arm from vertex p at distance d to a neighbour ends.
@@ -74,7 +73,7 @@ private:
     const std::vector<Maths::Vector3<double>>& m_points;
     const double m_maximum;
     std::vector<tVertex> m_work;
-    std::vector<sIntersection> m_events;
+    OffsetEventHeap m_events;
 };
 
 Vec2 OffsetBuilder::ArmEnd(const tVertex& neighbour, double d, const Vec2& p)
@@ -125,17 +124,44 @@ void OffsetBuilder::Build(std::vector<PolyLine::sVertex>& out)
     for (unsigned int i = 0; i + 1 < n; ++i)
         PushEvent(i, i + 1);
 
-    while (!m_events.empty())
+    while (!m_events.Empty())
     {
-        std::pop_heap(m_events.begin(), m_events.end(), LaterEvent);
-        const sIntersection event = m_events.back();
-        m_events.pop_back();
+        const sIntersection event = m_events.Pop();
+        // The vertices of the next event lie anywhere in the work list: ask
+        // for them now, so that they arrive while this event is processed.
+        if (!m_events.Empty())
+        {
+            __builtin_prefetch(&m_work[m_events.Top().a]);
+            __builtin_prefetch(&m_work[m_events.Top().b]);
+        }
         ProcessEvent(event);
     }
 
-    out.reserve(m_work.size());
-    for (unsigned int v = 0; v != tVertex::NONE; v = m_work[v].next)
-        out.push_back(PolyLine::sVertex(m_work[v]));
+    CopyInListOrder(out);
+}
+
+void OffsetBuilder::CopyInListOrder(std::vector<PolyLine::sVertex>& out) const
+{
+    // The list alternates between the line's own vertices, at the front of the
+    // work list, and those inserted by events, stored in the order of their
+    // distances: following the links through the records would wait for memory
+    // at almost every step. The links are gathered into a compact array first,
+    // in one sequential pass; the walk then stays in cache, and the records are
+    // read in an order known ahead, so that they can be fetched in advance.
+    std::vector<unsigned int> links(m_work.size());
+    for (std::size_t v = 0; v < m_work.size(); ++v)
+        links[v] = m_work[v].next;
+    std::vector<unsigned int> order;
+    order.reserve(m_work.size());
+    for (unsigned int v = 0; v != tVertex::NONE; v = links[v])
+        order.push_back(v);
+    out.reserve(order.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+    {
+        if (i + kFetchAhead < order.size())
+            __builtin_prefetch(&m_work[order[i + kFetchAhead]]);
+        out.push_back(PolyLine::sVertex(m_work[order[i]]));
+    }
 }
 
 unsigned int OffsetBuilder::FindNeighbour(unsigned int v, double d, bool backward) const
@@ -227,8 +253,7 @@ void OffsetBuilder::PushEvent(unsigned int a, unsigned int b)
     event.a = a;
     event.b = b;
     event.distance = e;
-    m_events.push_back(event);
-    std::push_heap(m_events.begin(), m_events.end(), LaterEvent);
+    m_events.Push(event);
 }
 
 void OffsetBuilder::ProcessEvent(const sIntersection& event)
@@ -313,6 +338,65 @@ void OffsetBuilder::Unlink(unsigned int v, Side side)
 }
 
 } // namespace
+
+void OffsetEventHeap::Push(const sIntersection& event)
+{
+    m_events.push_back(event);
+    SiftUp(static_cast<std::ptrdiff_t>(m_events.size()) - 1, event);
+}
+
+sIntersection OffsetEventHeap::Pop()
+{
+    const sIntersection top = m_events.front();
+    // The last event fills the hole the top leaves, which first moves down
+    // along the earlier of each pair of children to a leaf.
+    const std::ptrdiff_t length = static_cast<std::ptrdiff_t>(m_events.size()) - 1;
+    if (length > 0)
+    {
+        const sIntersection last = m_events.back();
+        std::ptrdiff_t hole = 0;
+        std::ptrdiff_t child = 0;
+        while (child < (length - 1) / 2)
+        {
+            child = 2 * (child + 1);
+            if (Later(m_events[child], m_events[child - 1]))
+                --child;
+            m_events[hole] = m_events[child];
+            hole = child;
+            if (4 * hole + 6 < length)
+            {
+                __builtin_prefetch(&m_events[4 * hole + 3]);
+                __builtin_prefetch(&m_events[4 * hole + 5]);
+            }
+        }
+        if ((length & 1) == 0 && child == (length - 2) / 2)
+        {
+            child = 2 * (child + 1);
+            m_events[hole] = m_events[child - 1];
+            hole = child - 1;
+        }
+        SiftUp(hole, last);
+    }
+    m_events.pop_back();
+    return top;
+}
+
+bool OffsetEventHeap::Later(const sIntersection& x, const sIntersection& y)
+{
+    return std::fabs(x.distance) > std::fabs(y.distance);
+}
+
+void OffsetEventHeap::SiftUp(std::ptrdiff_t hole, const sIntersection& event)
+{
+    std::ptrdiff_t parent = (hole - 1) / 2;
+    while (hole > 0 && Later(m_events[parent], event))
+    {
+        m_events[hole] = m_events[parent];
+        hole = parent;
+        parent = (hole - 1) / 2;
+    }
+    m_events[hole] = event;
+}
 
 tVertex::tVertex(const Vec2& point_, double minDistance_, double maxDistance_)
     : PolyLine::sVertex(point_, minDistance_, maxDistance_), first(false), last(false), lowerFixed(false),

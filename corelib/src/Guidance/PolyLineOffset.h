@@ -12,6 +12,9 @@
 
 #include "Guidance/PolyLine.h"
 
+#include <cstddef>
+#include <vector>
+
 namespace Core
 {
 
@@ -57,6 +60,30 @@ struct sIntersection
     unsigned int b;
     // The offset distance at which they meet.
     double distance;
+};
+
+// The pending collapse events: a binary heap in a vector whose top is the
+// event of smallest absolute distance. Its steps are exactly those of
+// std::push_heap and std::pop_heap, so that events of equal distance come
+// off in the same order. Unlike those, the sift down asks the memory for the
+// grandchildren of each place it reaches: the deep levels of a large heap are
+// not in cache, and without the request every level waits for its load.
+class OffsetEventHeap
+{
+public:
+    bool Empty() const { return m_events.empty(); }
+    // The event of smallest absolute distance; the heap must not be empty.
+    const sIntersection& Top() const { return m_events.front(); }
+    void Push(const sIntersection& event);
+    // Removes and returns the top; the heap must not be empty.
+    sIntersection Pop();
+
+private:
+    static bool Later(const sIntersection& x, const sIntersection& y);
+    // Moves event up from hole while its parent comes later, then stores it.
+    void SiftUp(std::ptrdiff_t hole, const sIntersection& event);
+
+    std::vector<sIntersection> m_events;
 };
 
 } // namespace Core

@@ -1,12 +1,14 @@
 // Parallel offset lines checked against plane geometry written independently
 // of the library's own primitives.
 #include "Guidance/PolyLine.h"
+#include "Guidance/PolyLineOffset.h"
 #include "GuidanceLines.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <limits>
+#include <random>
 
 using namespace GuidanceTest;
 
@@ -150,6 +152,37 @@ TEST(PolyLineOffsetTest, OffsetLoopSpanCutsTheLoopOfAnInsideOffset)
     ExpectPlanePoint(cut[2], 70, 5);
     line.SetMaximumParallelOffset(10.0);
     EXPECT_EQ(line.Offset(-20.0).GetPointCount(), 0u);
+}
+
+// Events of equal distance must come off in the order std::pop_heap gives
+// them, which decides the construction where several collapse at once.
+TEST(PolyLineOffsetTest, EventHeapPopsInTheStandardHeapsOrderTiesIncluded)
+{
+    const auto later = [](const Core::sIntersection& x, const Core::sIntersection& y) {
+        return std::fabs(x.distance) > std::fabs(y.distance);
+    };
+    std::mt19937 random(1);
+    for (int distances = 1; distances <= 8; ++distances) // few distances: many ties
+    {
+        Core::OffsetEventHeap heap;
+        std::vector<Core::sIntersection> reference;
+        for (unsigned int id = 0; id < 4000; ++id)
+        {
+            if (reference.empty() || random() % 3 != 0)
+            {
+                const double distance = static_cast<double>(random() % distances) * (random() % 2 ? 1 : -1);
+                const Core::sIntersection event{Vec2(0, 0), id, id, distance};
+                heap.Push(event);
+                reference.push_back(event);
+                std::push_heap(reference.begin(), reference.end(), later);
+                continue;
+            }
+            std::pop_heap(reference.begin(), reference.end(), later);
+            ASSERT_EQ(reference.back().a, heap.Pop().a) << "at event " << id;
+            reference.pop_back();
+            ASSERT_EQ(reference.empty(), heap.Empty());
+        }
+    }
 }
 
 } // namespace
