@@ -20,25 +20,12 @@ namespace
 {
 
 using namespace GuidanceTool;
+using ToolTest::FixNorthOfStart;
 
 class ReplayTest : public ::testing::Test
 {
 protected:
     std::string RecordPath() const { return m_dir.File("fixes.rec"); }
-
-    // A fix on the sample field's first point, moved north by `north` metres.
-    static FixReport FixNorthOfStart(double north, double time)
-    {
-        FixReport fix;
-        fix.timeOfDay = time;
-        fix.latitude = 52.205 + north / 111250.0;
-        fix.longitude = -1.05;
-        fix.fixQuality = 4;
-        fix.satellites = 14;
-        fix.courseDegrees = 21;
-        fix.speedMetres = 2;
-        return fix;
-    }
 
     CoreTest::TempDir m_dir;
 };
