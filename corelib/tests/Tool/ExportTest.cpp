@@ -88,20 +88,6 @@ TEST_F(ExportTest, GpxReadBackByGpsbabelKeepsEveryPointAndTime)
     EXPECT_EQ(heights, static_cast<long>(NumbersAfter(read.output, "<ele>").size()));
 }
 
-// simulate sends RMC with every fix, as receivers do, so that readers that
-// need a date take its drive: gpsbabel dates every fix it keeps (it drops the
-// deliberately damaged sentences).
-TEST_F(ExportTest, TheSimulatedDriveIsDatedForGpsbabel)
-{
-    CORETEST_REQUIRE_TRIGONOMETRY();
-    const CoreTest::ChildResult read =
-        RunCommand("gpsbabel -t -i nmea -f " + File("drive.nmea") + " -o unicsv,utc=0 -F - 2>/dev/null");
-    ASSERT_EQ(0, read.exitStatus) << read.output;
-    EXPECT_NE(std::string::npos, read.output.find(",2024/05/01,10:00:00")) << read.output.substr(0, 300);
-    const long dated = std::count(read.output.begin(), read.output.end(), '/') / 2;
-    EXPECT_GT(dated, static_cast<long>(s_points->size() * 9 / 10));
-}
-
 TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();

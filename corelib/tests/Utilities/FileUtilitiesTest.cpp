@@ -1,7 +1,6 @@
 #include "Utilities/FileUtilities.h"
 #include "Utilities/FilesystemSize.h"
 
-#include "Support/StickDirectory.h"
 #include "Support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -174,19 +173,6 @@ TEST_F(FileUtilitiesTest, FilesystemSizesMatchTheStatProgram)
     unsigned int freeKiB = 7, totalKiB = 8;
     EXPECT_FALSE(MountedFilesystemStatus(m_dir.File("missing"), freeKiB, totalKiB));
     EXPECT_EQ(std::make_pair(7u, 8u), std::make_pair(freeKiB, totalKiB));
-}
-
-TEST(UsbStick, AMountPointOnAnOrdinaryFilesystemCountsAsPresent)
-{
-    // The mount point as a plain directory on this machine's disk, which is
-    // neither cramfs, JFFS2 nor SquashFS: its size is reported, so it is present.
-    CoreTest::StickDirectory stick;
-    if (!stick.Available())
-        GTEST_SKIP() << "no /mnt/usb and no permission to create it";
-    unsigned int freeKiB = 0, totalKiB = 0;
-    EXPECT_TRUE(USBStatus(freeKiB, totalKiB));
-    EXPECT_GT(totalKiB, 0u);
-    EXPECT_TRUE(USBPresent());
 }
 
 TEST(FilesystemSize, FlashFilesystemsReportNothingAndLargeOnesWrapAt4GiB)
