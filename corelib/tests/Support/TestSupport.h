@@ -6,6 +6,7 @@
 #define CORELIB_TESTS_SUPPORT_TESTSUPPORT_H
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ std::vector<std::string> ListDirectory(const std::string& path);
 
 // The whole file as bytes; empty if it cannot be read.
 std::string ReadBytes(const std::string& path);
+// The regular files directly inside a directory, by name, with their bytes.
+std::map<std::string, std::string> ReadDirectory(const std::string& directory);
 // Replaces the file with the bytes (plain stdio, no durability); false on failure.
 bool WriteBytes(const std::string& path, const std::string& bytes);
 bool FileExists(const std::string& path);

@@ -148,10 +148,9 @@ TEST_F(ProgramTest, InfoPrintsTheVersionLeapSecondsAndOneReadingOfTheClock)
 TEST_F(ProgramTest, UselessInputIsReportedWithItsReasonAndStatus)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
-    GuidanceTool::FixReport far;
+    GuidanceTool::FixReport far = ToolTest::FixNorthOfStart(0, 100);
     far.latitude = 48.1;
     far.longitude = 11.5;
-    far.timeOfDay = 100;
     // A fix `north` metres north of the sample field's first point.
     const auto gga = [](double north, double time) {
         return GuidanceTool::GgaSentence(ToolTest::FixNorthOfStart(north, time));
@@ -163,10 +162,7 @@ TEST_F(ProgramTest, UselessInputIsReportedWithItsReasonAndStatus)
         std::string message;
     } cases[] = {
         {"", 3, "the input is empty"},
-        {std::string("\x7f"
-                     "ELF\x01\x00\x00\xff",
-                     8),
-         3, "no NMEA sentences in 8 bytes of input"},
+        {std::string("\177ELF\1\0\0\377", 8), 3, "no NMEA sentences in 8 bytes of input"},
         {"\r\r\r\r\r\r", 3, "no NMEA sentences in 6 bytes of input"},
         // gpsbabel's log of a track without fixes: every GGA quality 0, every RMC void.
         {ReadBytes(CORELIB_SOURCE_DIR "/data/nmea/track.nmea"), 3,
