@@ -226,8 +226,7 @@ TEST(RunStatisticsTest, PassFiguresAndAreaCountOverlapsOnce)
 
     ASSERT_EQ(3u, run.Passes().size());
     const PassFigures& first = run.Passes()[0];
-    EXPECT_EQ(1, first.number);
-    EXPECT_EQ(0, first.pass);
+    EXPECT_EQ(std::make_pair(1, 0), std::make_pair(first.number, first.pass));
     EXPECT_DOUBLE_EQ(39.0, first.end - first.start);
     EXPECT_NEAR(0.0205, first.meanCrossTrack, 1e-12);
     // Nearest rank: the 38th of 40 values.
