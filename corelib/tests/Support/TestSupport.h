@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace CoreTest
@@ -43,6 +44,13 @@ std::map<std::string, std::string> ReadDirectory(const std::string& directory);
 // Replaces the file with the bytes (plain stdio, no durability); false on failure.
 bool WriteBytes(const std::string& path, const std::string& bytes);
 bool FileExists(const std::string& path);
+// The type and permission bits of path itself (a link's own, not its
+// target's); 0 when it does not exist.
+mode_t ModeOf(const std::string& path);
+// Bytes 0..255 repeated with a shift every 251 bytes: zeros and high bytes
+// included, and no two 4096-byte blocks alike, so a repeated, missing or
+// shifted block shows.
+std::string Pattern(size_t size);
 
 // How a child process ended.
 struct ChildResult

@@ -310,12 +310,6 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
     EXPECT_NE(std::string::npos, Stderr().find(std::to_string(records.size() - 1) + " records")) << Stderr();
 }
 
-mode_t ModeOf(const std::string& path)
-{
-    struct stat info;
-    return lstat(path.c_str(), &info) == 0 ? info.st_mode : 0;
-}
-
 // Every output lands where its name leads: a symbolic link keeps existing and
 // its target gets the new contents and keeps its mode; a new file gets 0666
 // less the umask. (FIFOs and devices are written in place by the library's
@@ -330,16 +324,16 @@ TEST_F(ProgramTest, OutputsWriteThroughLinksKeepingModes)
     const CoreTest::ChildResult result =
         Script("umask 027; $G simulate --passes 1 --output link.nmea && $G simulate --passes 1 --output new.nmea");
     ASSERT_EQ(0, result.exitStatus) << result.output;
-    EXPECT_TRUE(S_ISLNK(ModeOf(File("link.nmea"))));
-    EXPECT_EQ(S_IFREG | 0604u, ModeOf(File("target.nmea")));
+    EXPECT_TRUE(S_ISLNK(CoreTest::ModeOf(File("link.nmea"))));
+    EXPECT_EQ(S_IFREG | 0604u, CoreTest::ModeOf(File("target.nmea")));
     EXPECT_EQ(reference, ReadBytes(File("target.nmea")));
-    EXPECT_EQ(S_IFREG | 0640u, ModeOf(File("new.nmea")));
+    EXPECT_EQ(S_IFREG | 0640u, CoreTest::ModeOf(File("new.nmea")));
 
     // The record file behaves the same.
     ASSERT_EQ(0, mkdir(File("run").c_str(), 0777));
     ASSERT_EQ(0, symlink("../records.rec", File("run/fixes.rec").c_str()));
     ASSERT_EQ(0, Run("replay --output run --no-stick reference.nmea").exitStatus) << Stderr();
-    EXPECT_TRUE(S_ISLNK(ModeOf(File("run/fixes.rec"))));
+    EXPECT_TRUE(S_ISLNK(CoreTest::ModeOf(File("run/fixes.rec"))));
     EXPECT_GT(GuidanceTool::ReadRecordFile(File("records.rec")).records.size(), 100u);
 }
 
@@ -370,7 +364,7 @@ TEST_F(ProgramTest, ExitStatusesFollowTheTable)
         EXPECT_EQ(1, Run(c.arguments).exitStatus) << c.arguments;
         EXPECT_EQ(c.message, Stderr()) << c.arguments;
     }
-    EXPECT_TRUE(S_ISCHR(ModeOf("/dev/full")));
+    EXPECT_TRUE(S_ISCHR(CoreTest::ModeOf("/dev/full")));
 }
 
 // A replay reading input that never ends, stopped by a signal once its first

@@ -33,20 +33,10 @@ struct ProgressLog : Core::Utilities::CopyProgress
 class FileCopyTest : public ::testing::Test
 {
 protected:
-    // size bytes that differ from block to block (a block is not a multiple
-    // of 251 bytes), so a repeated or missing block shows.
-    static std::string Pattern(size_t size)
-    {
-        std::string bytes(size, '\0');
-        for (size_t i = 0; i < size; ++i)
-            bytes[i] = static_cast<char>(i % 251);
-        return bytes;
-    }
-
     // Writes a source of size bytes and an old destination.
     void MakeFiles(size_t size)
     {
-        content = Pattern(size);
+        content = CoreTest::Pattern(size);
         EXPECT_TRUE(CoreTest::WriteBytes(source, content));
         EXPECT_TRUE(CoreTest::WriteBytes(dest, "old contents"));
         progress.calls.clear();
@@ -147,11 +137,11 @@ TEST_F(FileCopyTest, IncrementalCompletionFollowsTheSizeTakenAtConstruction)
     MakeFiles(5000);
     {
         CIncrementalFileCopy copy(source, dest, &progress);
-        ASSERT_TRUE(CoreTest::WriteBytes(source, Pattern(10000)));
+        ASSERT_TRUE(CoreTest::WriteBytes(source, CoreTest::Pattern(10000)));
         EXPECT_TRUE(copy.Idle(1) && !copy.Finished());
         EXPECT_TRUE(copy.Idle(1) && copy.Finished());
     }
-    EXPECT_EQ(Pattern(10000).substr(0, 8192), ReadBytes(dest));
+    EXPECT_EQ(CoreTest::Pattern(10000).substr(0, 8192), ReadBytes(dest));
     EXPECT_EQ((Calls{{4096, 5000}, {8192, 5000}}), progress.calls);
 
     // Shrunk after construction: never finishes, and Idle keeps saying so.

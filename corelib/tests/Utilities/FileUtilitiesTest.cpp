@@ -25,16 +25,6 @@ namespace
 class FileUtilitiesTest : public ::testing::Test
 {
 protected:
-    // Bytes 0..255 repeated: zeros and high bytes included, and no two blocks
-    // of 4096 alike at a shifted offset.
-    static std::string Pattern(size_t size)
-    {
-        std::string bytes(size, '\0');
-        for (size_t i = 0; i < size; ++i)
-            bytes[i] = static_cast<char>((i * 7 + i / 251) & 0xFF);
-        return bytes;
-    }
-
     // The text a child wrote on stdout and stderr while running body.
     static std::string OutputOf(const std::function<void()>& body)
     {
@@ -116,10 +106,10 @@ TEST_F(FileUtilitiesTest, ReadFileAppendsEveryByteAtEachBlockBoundary)
     for (size_t size : {0u, 4095u, 4096u, 4097u, 10000u})
     {
         const std::string path = m_dir.File("in" + std::to_string(size));
-        ASSERT_TRUE(WriteBytes(path, Pattern(size)));
+        ASSERT_TRUE(WriteBytes(path, CoreTest::Pattern(size)));
         std::string contents = "kept";
         EXPECT_TRUE(ReadFile(path, contents)) << size;
-        EXPECT_EQ("kept" + Pattern(size), contents) << size;
+        EXPECT_EQ("kept" + CoreTest::Pattern(size), contents) << size;
     }
     std::string contents = "kept";
     EXPECT_FALSE(ReadFile(m_dir.File("missing"), contents));
