@@ -39,9 +39,8 @@ TEST(RmcSentenceTest, DecodesTheFieldsOfEveryTalker)
         {"BDRMC,123519,A,4807.038,S,01131.000,W,,,230394,,", RmcResult::Decoded, true, 764426119, -48.1173,
          -(11.0 + 31.0 / 60), -1, -1},
         // Void, and valid status with mode N (not valid): a date but no position.
-        {"GNRMC,000000.00,V,,,,,,,010180,,", RmcResult::Decoded, false, 315532800, 0, 0, -1, -1},
-        {"GARMC,000000.00,A,4807.038,N,01131.000,E,0,0,311279,,,N", RmcResult::Decoded, false, 3471206400, 0, 0, -1,
-         -1},
+        {"GNRMC,000000.00,V,,,,,,,010180,,", RmcResult::Decoded, false, 315532800},
+        {"GARMC,000000.00,A,4807.038,N,01131.000,E,0,0,311279,,,N", RmcResult::Decoded, false, 3471206400},
         // 29 February only in leap years; a month has no day 32.
         {"GLRMC,120000,A,4807.038,N,01131.000,E,1,2,290224,,", RmcResult::Decoded, true, 1709208000, 48.1173,
          11.0 + 31.0 / 60, knot, 2},
