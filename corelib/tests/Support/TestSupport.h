@@ -41,7 +41,7 @@ std::vector<std::string> ListDirectory(const std::string& path);
 std::string ReadBytes(const std::string& path);
 // The regular files directly inside a directory, by name, with their bytes.
 std::map<std::string, std::string> ReadDirectory(const std::string& directory);
-// Replaces the file with the bytes (plain stdio, no durability); false on failure.
+// Replaces the file with the bytes (plain standard streams, no durability); false on failure.
 bool WriteBytes(const std::string& path, const std::string& bytes);
 bool FileExists(const std::string& path);
 // The type and permission bits of path itself (a link's own, not its
