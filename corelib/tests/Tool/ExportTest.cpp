@@ -1,7 +1,7 @@
 // The exports of a run of the built program read back by programs that share
 // no code with the tool: GPX by gpsbabel, GeoJSON by ogrinfo, the KML by
-// xmllint, ogrinfo and gpsbabel, and the report rendered to a picture by a
-// headless browser; and the stick copy's folder per run.
+// ogrinfo and gpsbabel, and the report rendered to a picture by a headless
+// browser; and the stick copy's folder per run.
 #include "RecordFile.h"
 #include "Support/EmulatorLimits.h"
 #include "StickCopy.h"
@@ -112,11 +112,9 @@ TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
     EXPECT_NE(std::string::npos, read.output.find("xte_m (Real) = (null)"));
 }
 
-TEST_F(ExportTest, KmlPassesThreeReadersWithATimeForEveryFix)
+TEST_F(ExportTest, KmlPassesTwoReadersWithATimeForEveryFix)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
-    const CoreTest::ChildResult lint = RunCommand("xmllint --noout " + File("drive.kml"));
-    EXPECT_EQ(0, lint.exitStatus) << lint.output;
     const CoreTest::ChildResult ogr = RunCommand("ogrinfo -ro -so " + File("drive.kml"));
     EXPECT_EQ(0, ogr.exitStatus) << ogr.output;
     EXPECT_NE(std::string::npos, ogr.output.find(": pass 1")) << ogr.output;
