@@ -16,12 +16,6 @@ namespace
 
 using CoreTest::TempDir;
 
-mode_t LinkMode(const std::string& path)
-{
-    struct stat status;
-    return lstat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
-}
-
 TEST(SpecialTargetsTest, LinksKeepExistingAndTheirTargetIsReplaced)
 {
     TempDir dir;
@@ -37,7 +31,7 @@ TEST(SpecialTargetsTest, LinksKeepExistingAndTheirTargetIsReplaced)
         SCOPED_TRACE(name);
         const std::string contents = std::string("new through ") + name;
         EXPECT_TRUE(Core::Utilities::WriteFile(dir.File(name), contents));
-        EXPECT_EQ(static_cast<mode_t>(S_IFLNK), LinkMode(dir.File(name)));
+        EXPECT_EQ(static_cast<mode_t>(S_IFLNK), CoreTest::ModeOf(dir.File(name)) & S_IFMT);
         EXPECT_EQ(contents, CoreTest::ReadBytes(dir.File(target)));
     }
     EXPECT_EQ((std::vector<std::string>{"absent", "chain", "dangling", "link", "target"}), dir.List())
@@ -53,8 +47,8 @@ TEST(SpecialTargetsTest, DevicesAndPipesAreWrittenInPlace)
     {
         ASSERT_EQ(0, symlink("null", dir.File("sink").c_str()));
         EXPECT_TRUE(Core::Utilities::WriteFile(dir.File("sink"), "discarded"));
-        EXPECT_EQ(static_cast<mode_t>(S_IFLNK), LinkMode(dir.File("sink")));
-        EXPECT_EQ(static_cast<mode_t>(S_IFCHR), LinkMode(dir.File("null")));
+        EXPECT_EQ(static_cast<mode_t>(S_IFLNK), CoreTest::ModeOf(dir.File("sink")) & S_IFMT);
+        EXPECT_EQ(static_cast<mode_t>(S_IFCHR), CoreTest::ModeOf(dir.File("null")) & S_IFMT);
         ASSERT_EQ(0, unlink(dir.File("null").c_str()));
         ASSERT_EQ(0, unlink(dir.File("sink").c_str()));
     }
@@ -71,7 +65,7 @@ TEST(SpecialTargetsTest, DevicesAndPipesAreWrittenInPlace)
     EXPECT_EQ(14, read(reader, received, sizeof received));
     EXPECT_STREQ("written copied", received);
     close(reader);
-    EXPECT_EQ(static_cast<mode_t>(S_IFIFO), LinkMode(dir.File("pipe")));
+    EXPECT_EQ(static_cast<mode_t>(S_IFIFO), CoreTest::ModeOf(dir.File("pipe")) & S_IFMT);
 
     // A link to a descriptor's pipe, as "/dev/stdout" is when output is piped:
     // the pipe has no name of its own to put a temporary file beside.

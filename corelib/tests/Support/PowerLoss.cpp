@@ -31,7 +31,6 @@ public:
     void SyncAll() override {}
 };
 
-// The canonical path of an existing directory, or "" when it does not exist.
 // Keeps errno as the file operation left it, through the bookkeeping that
 // follows it: callers read errno after a failure, and a successful system
 // call leaves it alone.
@@ -45,24 +44,11 @@ private:
     int m_error;
 };
 
+// The canonical path of an existing directory, or "" when it does not exist.
 std::string RealPath(const std::string& path)
 {
     char resolved[PATH_MAX];
     return realpath(path.c_str(), resolved) != nullptr ? resolved : "";
-}
-
-// The regular files directly inside directory, by name, with their bytes.
-std::map<std::string, std::string> ReadDirectory(const std::string& directory)
-{
-    std::map<std::string, std::string> files;
-    for (const std::string& name : ListDirectory(directory))
-    {
-        const std::string path = directory + "/" + name;
-        struct stat status;
-        if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
-            files[name] = ReadBytes(path);
-    }
-    return files;
 }
 
 // Writes bytes at offset into contents, filling any gap before it with zeros
@@ -297,14 +283,14 @@ int PowerLoss::Explore(const Checker& check, int samplesPerPoint)
             for (const auto& [name, contents] : files)
                 std::ofstream(m_stateDirectory + "/" + name, std::ios::binary) << contents;
             ++m_states;
-            run({m_stateDirectory, model.acknowledged, point == m_log.size(), false,
+            run({m_stateDirectory, model.acknowledged, false,
                  "crash after operation " + std::to_string(point) + " of " + std::to_string(m_log.size()) +
                      ", combination " + std::to_string(m) + " of " + std::to_string(masks.size())});
         }
     }
     const auto acknowledged =
         std::count_if(m_log.begin(), m_log.end(), [](const Event& event) { return event.kind == Event::Acknowledge; });
-    run({m_directory, static_cast<int>(acknowledged), true, true, "the live directory after the run"});
+    run({m_directory, static_cast<int>(acknowledged), true, "the live directory after the run"});
     return violations;
 }
 

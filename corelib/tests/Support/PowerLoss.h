@@ -57,8 +57,6 @@ public:
         std::string directory;
         // Acknowledge() calls made before the crash.
         int acknowledged;
-        // True when the crash came after the writer's last operation.
-        bool atEnd;
         // True for the live directory after the run (no crash at all): what
         // the next open sees when the power stayed on.
         bool live;
@@ -88,8 +86,6 @@ public:
     // with a layer whose syncs do nothing (the states are throw-away copies).
     int Explore(const Checker& check, int samplesPerPoint);
 
-    // The recorded directory.
-    const std::string& Directory() const { return m_directory; }
     // Distinct crash states checked by Explore() so far.
     long States() const { return m_states; }
 

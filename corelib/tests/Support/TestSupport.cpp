@@ -8,8 +8,10 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <fstream>
 #include <ftw.h>
 #include <poll.h>
+#include <sstream>
 #include <stdexcept>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -70,31 +72,50 @@ std::vector<std::string> ListDirectory(const std::string& path)
 
 std::string ReadBytes(const std::string& path)
 {
-    std::string bytes;
-    if (FILE* f = std::fopen(path.c_str(), "rb"))
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+std::map<std::string, std::string> ReadDirectory(const std::string& directory)
+{
+    std::map<std::string, std::string> files;
+    for (const std::string& name : ListDirectory(directory))
     {
-        char chunk[65536];
-        size_t n;
-        while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0)
-            bytes.append(chunk, n);
-        std::fclose(f);
+        const std::string path = directory + "/" + name;
+        struct stat status;
+        if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+            files[name] = ReadBytes(path);
     }
-    return bytes;
+    return files;
 }
 
 bool WriteBytes(const std::string& path, const std::string& bytes)
 {
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f)
-        return false;
-    bool ok = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-    return std::fclose(f) == 0 && ok;
+    std::ofstream out(path, std::ios::binary);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    out.close();
+    return !out.fail();
 }
 
 bool FileExists(const std::string& path)
 {
     struct stat st;
     return ::stat(path.c_str(), &st) == 0;
+}
+
+mode_t ModeOf(const std::string& path)
+{
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode : 0;
+}
+
+std::string Pattern(size_t size)
+{
+    std::string bytes(size, '\0');
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>((i * 7 + i / 251) & 0xFF);
+    return bytes;
 }
 
 #ifdef CORELIB_COVERAGE
@@ -137,8 +158,6 @@ ChildResult Collect(pid_t pid, int readFd, double timeoutSeconds)
         }
         pollfd pfd{readFd, POLLIN, 0};
         int ready = poll(&pfd, 1, static_cast<int>(left * 1000) + 1);
-        if (ready < 0 && errno == EINTR)
-            continue;
         if (ready <= 0)
             continue;
         char chunk[4096];

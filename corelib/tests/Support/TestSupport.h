@@ -6,7 +6,9 @@
 #define CORELIB_TESTS_SUPPORT_TESTSUPPORT_H
 
 #include <functional>
+#include <map>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace CoreTest
@@ -37,9 +39,18 @@ std::vector<std::string> ListDirectory(const std::string& path);
 
 // The whole file as bytes; empty if it cannot be read.
 std::string ReadBytes(const std::string& path);
-// Replaces the file with the bytes (plain stdio, no durability); false on failure.
+// The regular files directly inside a directory, by name, with their bytes.
+std::map<std::string, std::string> ReadDirectory(const std::string& directory);
+// Replaces the file with the bytes (plain standard streams, no durability); false on failure.
 bool WriteBytes(const std::string& path, const std::string& bytes);
 bool FileExists(const std::string& path);
+// The type and permission bits of path itself (a link's own, not its
+// target's); 0 when it does not exist.
+mode_t ModeOf(const std::string& path);
+// Bytes 0..255 repeated with a shift every 251 bytes: zeros and high bytes
+// included, and no two 4096-byte blocks alike, so a repeated, missing or
+// shifted block shows.
+std::string Pattern(size_t size);
 
 // How a child process ended.
 struct ChildResult

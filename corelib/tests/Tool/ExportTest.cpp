@@ -1,7 +1,7 @@
 // The exports of a run of the built program read back by programs that share
 // no code with the tool: GPX by gpsbabel, GeoJSON by ogrinfo, the KML by
-// xmllint, ogrinfo and gpsbabel, and the report rendered to a picture by a
-// headless browser; and the stick copy's folder per run.
+// ogrinfo and gpsbabel, and the report rendered to a picture by a headless
+// browser; and the stick copy's folder per run.
 #include "RecordFile.h"
 #include "Support/EmulatorLimits.h"
 #include "StickCopy.h"
@@ -48,6 +48,18 @@ protected:
 
     static std::string File(const std::string& name) { return s_dir->File("run/" + name); }
 
+    // Fails unless the coordinates read back are the run's fixes, in order, to 1e-8 degrees.
+    static void ExpectTheFixes(const std::vector<double>& latitudes, const std::vector<double>& longitudes)
+    {
+        ASSERT_EQ(s_points->size(), latitudes.size());
+        ASSERT_EQ(s_points->size(), longitudes.size());
+        for (std::size_t i = 0; i < latitudes.size(); ++i)
+        {
+            EXPECT_NEAR((*s_points)[i].latitude, latitudes[i], 1e-8) << i;
+            EXPECT_NEAR((*s_points)[i].longitude, longitudes[i], 1e-8) << i;
+        }
+    }
+
     static CoreTest::TempDir* s_dir;
     static std::vector<FixRecord>* s_points;
 };
@@ -70,15 +82,7 @@ TEST_F(ExportTest, GpxReadBackByGpsbabelKeepsEveryPointAndTime)
     // gpsbabel reads the track and writes it again as GPX, at its own precision.
     const CoreTest::ChildResult read = RunCommand("gpsbabel -t -i gpx -f " + File("drive.gpx") + " -o gpx -F -");
     ASSERT_EQ(0, read.exitStatus) << read.output;
-    const std::vector<double> latitudes = NumbersAfter(read.output, "<trkpt lat=\"");
-    const std::vector<double> longitudes = NumbersAfter(read.output, "\" lon=\"");
-    ASSERT_EQ(s_points->size(), latitudes.size());
-    ASSERT_EQ(s_points->size(), longitudes.size());
-    for (std::size_t i = 0; i < latitudes.size(); ++i)
-    {
-        EXPECT_NEAR((*s_points)[i].latitude, latitudes[i], 1e-8) << i;
-        EXPECT_NEAR((*s_points)[i].longitude, longitudes[i], 1e-8) << i;
-    }
+    ExpectTheFixes(NumbersAfter(read.output, "<trkpt lat=\""), NumbersAfter(read.output, "\" lon=\""));
     // The simulated drive starts at 10:00:00 and runs at 10 Hz; the date is the test's.
     EXPECT_NE(std::string::npos, read.output.find("<time>2024-05-01T10:00:00Z</time>"));
     EXPECT_NE(std::string::npos, read.output.find("<time>2024-05-01T10:00:00.100Z</time>"));
@@ -88,50 +92,29 @@ TEST_F(ExportTest, GpxReadBackByGpsbabelKeepsEveryPointAndTime)
     EXPECT_EQ(heights, static_cast<long>(NumbersAfter(read.output, "<ele>").size()));
 }
 
-// simulate sends RMC with every fix, as receivers do, so that readers that
-// need a date take its drive: gpsbabel dates every fix it keeps (it drops the
-// deliberately damaged sentences).
-TEST_F(ExportTest, TheSimulatedDriveIsDatedForGpsbabel)
-{
-    CORETEST_REQUIRE_TRIGONOMETRY();
-    const CoreTest::ChildResult read =
-        RunCommand("gpsbabel -t -i nmea -f " + File("drive.nmea") + " -o unicsv,utc=0 -F - 2>/dev/null");
-    ASSERT_EQ(0, read.exitStatus) << read.output;
-    EXPECT_NE(std::string::npos, read.output.find(",2024/05/01,10:00:00")) << read.output.substr(0, 300);
-    const long dated = std::count(read.output.begin(), read.output.end(), '/') / 2;
-    EXPECT_GT(dated, static_cast<long>(s_points->size() * 9 / 10));
-}
-
 TEST_F(ExportTest, GeoJsonReadBackByOgrinfoHasLongitudeFirst)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
     const CoreTest::ChildResult read = RunCommand("ogrinfo -ro -al -q " + File("drive.geojson"));
     ASSERT_EQ(0, read.exitStatus) << read.output;
-    std::vector<std::pair<double, double>> points;
+    std::vector<double> latitudes, longitudes;
     // "POINT Z (lon lat height)", or "POINT (lon lat)" without a height.
     for (std::size_t at = read.output.find("  POINT "); at != std::string::npos;
          at = read.output.find("  POINT ", at + 1))
     {
         std::istringstream coordinates(read.output.substr(read.output.find('(', at) + 1, 80));
-        double longitude = 0, latitude = 0;
-        coordinates >> longitude >> latitude;
-        points.emplace_back(longitude, latitude);
+        longitudes.emplace_back();
+        latitudes.emplace_back();
+        coordinates >> longitudes.back() >> latitudes.back();
     }
-    ASSERT_EQ(s_points->size(), points.size());
-    for (std::size_t i = 0; i < points.size(); ++i)
-    {
-        EXPECT_NEAR((*s_points)[i].longitude, points[i].first, 1e-8) << i;
-        EXPECT_NEAR((*s_points)[i].latitude, points[i].second, 1e-8) << i;
-    }
+    ExpectTheFixes(latitudes, longitudes);
     // Unknown figures are null, never a made-up number; the first fix sits on the line's end.
     EXPECT_NE(std::string::npos, read.output.find("xte_m (Real) = (null)"));
 }
 
-TEST_F(ExportTest, KmlPassesThreeReadersWithATimeForEveryFix)
+TEST_F(ExportTest, KmlPassesTwoReadersWithATimeForEveryFix)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
-    const CoreTest::ChildResult lint = RunCommand("xmllint --noout " + File("drive.kml"));
-    EXPECT_EQ(0, lint.exitStatus) << lint.output;
     const CoreTest::ChildResult ogr = RunCommand("ogrinfo -ro -so " + File("drive.kml"));
     EXPECT_EQ(0, ogr.exitStatus) << ogr.output;
     EXPECT_NE(std::string::npos, ogr.output.find(": pass 1")) << ogr.output;

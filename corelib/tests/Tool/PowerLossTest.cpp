@@ -47,15 +47,6 @@ bool EndsWith(const std::string& text, const std::string& end)
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-// The regular files directly inside dir, by name.
-Files ReadFiles(const std::string& dir)
-{
-    Files files;
-    for (const std::string& name : ToolTest::ListDirectory(dir))
-        files[name] = CoreTest::ReadBytes(dir + "/" + name);
-    return files;
-}
-
 // A power-loss layer that acknowledges every successful sync of the record
 // file being written, noting how many of its bytes the run then relied on.
 class RecordSyncs : public PowerLoss
@@ -117,7 +108,7 @@ public:
         EXPECT_EQ(
             0, ToolTest::RunTool(command(reference.Path(), stick.Path()), reference.File("out"), reference.File("err")))
             << CoreTest::ReadBytes(reference.File("err"));
-        m_new = ReadFiles(reference.Path());
+        m_new = CoreTest::ReadDirectory(reference.Path());
         m_new.erase("out");
         m_new.erase("err");
         // The records of the reference run, which every record file of a recorded run must begin.
@@ -209,7 +200,7 @@ private:
             message.find(": " + reason) == std::string::npos)
             return "the message does not name the file and the reason: " + errors;
         for (const std::string& folder : ToolTest::ListDirectory(stick))
-            for (const auto& [name, copy] : ReadFiles(stick + "/" + folder))
+            for (const auto& [name, copy] : CoreTest::ReadDirectory(stick + "/" + folder))
                 if (m_new.count(name) == 0 ||
                     (copy != m_new.at(name) && (m_old.count(name) == 0 || copy != m_old.at(name))))
                     return "the stick's " + folder + "/" + name + " is not a complete copy";
@@ -242,7 +233,7 @@ private:
 
     std::string Check(const PowerLoss::State& state, bool faulty, const std::vector<off_t>& synced) const
     {
-        const Files files = ReadFiles(state.directory);
+        const Files files = CoreTest::ReadDirectory(state.directory);
         // Records the run synced before the crash.
         const std::size_t acknowledged = static_cast<std::size_t>(state.acknowledged);
         const std::size_t durable =
@@ -303,7 +294,7 @@ Files OutputsOf(const ToolExploration::Command& command)
     CoreTest::TempDir logs;
     EXPECT_EQ(0, ToolTest::RunTool(command(dir.Path(), logs.Path()), logs.File("out"), logs.File("err")))
         << CoreTest::ReadBytes(logs.File("err"));
-    return ReadFiles(dir.Path());
+    return CoreTest::ReadDirectory(dir.Path());
 }
 
 class PowerLossTest : public ::testing::Test

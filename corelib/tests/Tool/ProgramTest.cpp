@@ -31,6 +31,10 @@ namespace
 using CoreTest::ReadBytes;
 using GuidanceTool::FixRecord;
 
+// What a finished run leaves in its output directory, the drive aside.
+const std::vector<std::string> kOutputs = {"drive.geojson", "drive.gpx",   "drive.kml",
+                                           "fixes.rec",     "report.html", "summary.txt"};
+
 class ProgramTest : public ::testing::Test
 {
 protected:
@@ -106,8 +110,7 @@ TEST_F(ProgramTest, BadInputGivesOneMessageAndStatusTwo)
         // Nothing on standard output, not even the XML parser's own complaint.
         EXPECT_EQ("", result.output) << c.arguments;
         const std::string message = Stderr();
-        EXPECT_EQ(0u, message.find("guidance: ")) << c.arguments << ": " << message;
-        EXPECT_NE(std::string::npos, message.find(c.message)) << c.arguments << ": " << message;
+        EXPECT_EQ(0u, message.find("guidance: " + c.message)) << c.arguments << ": " << message;
         EXPECT_EQ(1, std::count(message.begin(), message.end(), '\n')) << c.arguments << ": " << message;
         // Nothing was created: neither the output directory nor any file.
         EXPECT_EQ((std::vector<std::string>{"bad.xml", "drive.nmea", "err.txt"}), m_dir.List()) << c.arguments;
@@ -141,25 +144,16 @@ TEST_F(ProgramTest, InfoPrintsTheVersionLeapSecondsAndOneReadingOfTheClock)
     EXPECT_EQ(gpsSeconds % 604800, towSeconds);
 }
 
-// A fix near the sample field's first point, `north` metres north of it.
-std::string SampleFieldFix(double north, double timeOfDay)
-{
-    GuidanceTool::FixReport fix;
-    fix.timeOfDay = timeOfDay;
-    fix.latitude = 52.205 + north / 111250.0;
-    fix.longitude = -1.05;
-    fix.fixQuality = 4;
-    fix.satellites = 12;
-    return GuidanceTool::GgaSentence(fix);
-}
-
 TEST_F(ProgramTest, UselessInputIsReportedWithItsReasonAndStatus)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
-    GuidanceTool::FixReport far;
+    GuidanceTool::FixReport far = ToolTest::FixNorthOfStart(0, 100);
     far.latitude = 48.1;
     far.longitude = 11.5;
-    far.timeOfDay = 100;
+    // A fix `north` metres north of the sample field's first point.
+    const auto gga = [](double north, double time) {
+        return GuidanceTool::GgaSentence(ToolTest::FixNorthOfStart(north, time));
+    };
     const struct
     {
         std::string input;
@@ -167,10 +161,7 @@ TEST_F(ProgramTest, UselessInputIsReportedWithItsReasonAndStatus)
         std::string message;
     } cases[] = {
         {"", 3, "the input is empty"},
-        {std::string("\x7f"
-                     "ELF\x01\x00\x00\xff",
-                     8),
-         3, "no NMEA sentences in 8 bytes of input"},
+        {std::string("\177ELF\1\0\0\377", 8), 3, "no NMEA sentences in 8 bytes of input"},
         {"\r\r\r\r\r\r", 3, "no NMEA sentences in 6 bytes of input"},
         // gpsbabel's log of a track without fixes: every GGA quality 0, every RMC void.
         {ReadBytes(CORELIB_SOURCE_DIR "/data/nmea/track.nmea"), 3,
@@ -180,7 +171,7 @@ TEST_F(ProgramTest, UselessInputIsReportedWithItsReasonAndStatus)
         {GuidanceTool::GgaSentence(far), 3,
          "the first fix is 1040.2 km from the field's guidance line, and no fix comes within 5 km of it"},
         // Usable, but said: the third fix is a second older than the second.
-        {SampleFieldFix(0, 100) + SampleFieldFix(1, 101) + SampleFieldFix(2, 100) + SampleFieldFix(3, 200), 0,
+        {gga(0, 100) + gga(1, 101) + gga(2, 100) + gga(3, 200), 0,
          "time goes backwards at fix 3 (by 1.0 s), steps back in all: 1"},
     };
     for (const auto& c : cases)
@@ -253,9 +244,8 @@ TEST_F(ProgramTest, AReceiverLogFromGpsbabelReplaysWithFullDateTimes)
 TEST_F(ProgramTest, AReaderThatStopsEarlyIsNotACrash)
 {
     // The broken pipe ends the output quietly: status 0 and nothing on stderr.
-    const CoreTest::ChildResult result = CoreTest::RunCommand(
-        "cd " + m_dir.Path() + " && { " + ToolTest::GuidanceCommand() +
-        " simulate 2>err.txt; echo $? > status.txt; } | head -c 100 > /dev/null");
+    const CoreTest::ChildResult result =
+        Script("{ $G simulate 2>err.txt; echo $? > status.txt; } | head -c 100 > /dev/null");
     EXPECT_EQ(0, result.exitStatus);
     EXPECT_EQ("0\n", ReadBytes(File("status.txt")));
     EXPECT_EQ("", Stderr());
@@ -273,15 +263,13 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
         Run("demo --field strip.xml --passes 2 --output run --stick stick --damaged 0.02 --seed 7");
     ASSERT_EQ(0, result.exitStatus) << result.output << Stderr();
     // Complete files only: nothing partial or temporary is left beside them.
-    const std::vector<std::string> outputs = {"drive.geojson", "drive.gpx",   "drive.kml",
-                                              "fixes.rec",     "report.html", "summary.txt"};
-    std::vector<std::string> files = outputs;
+    std::vector<std::string> files = kOutputs;
     files.insert(files.begin() + 3, "drive.nmea");
     EXPECT_EQ(files, ToolTest::ListDirectory(File("run")));
     // The stick has a folder for the run, named by its start (the simulated 1 May 2024, 10:00).
     const std::string copy = "stick/run-2024-05-01T10-00-00Z/";
-    EXPECT_EQ(outputs, ToolTest::ListDirectory(File(copy)));
-    for (const std::string& name : outputs)
+    EXPECT_EQ(kOutputs, ToolTest::ListDirectory(File(copy)));
+    for (const std::string& name : kOutputs)
         EXPECT_TRUE(ReadBytes(File("run/") + name) == ReadBytes(File(copy) + name)) << name;
     // demo's closing lines list every file it wrote, the stick's copies too.
     for (const std::string& name : files)
@@ -322,12 +310,6 @@ TEST_F(ProgramTest, DemoOutputsReadBackIndependently)
     EXPECT_NE(std::string::npos, Stderr().find(std::to_string(records.size() - 1) + " records")) << Stderr();
 }
 
-mode_t ModeOf(const std::string& path)
-{
-    struct stat info;
-    return lstat(path.c_str(), &info) == 0 ? info.st_mode : 0;
-}
-
 // Every output lands where its name leads: a symbolic link keeps existing and
 // its target gets the new contents and keeps its mode; a new file gets 0666
 // less the umask. (FIFOs and devices are written in place by the library's
@@ -342,16 +324,16 @@ TEST_F(ProgramTest, OutputsWriteThroughLinksKeepingModes)
     const CoreTest::ChildResult result =
         Script("umask 027; $G simulate --passes 1 --output link.nmea && $G simulate --passes 1 --output new.nmea");
     ASSERT_EQ(0, result.exitStatus) << result.output;
-    EXPECT_TRUE(S_ISLNK(ModeOf(File("link.nmea"))));
-    EXPECT_EQ(S_IFREG | 0604u, ModeOf(File("target.nmea")));
+    EXPECT_TRUE(S_ISLNK(CoreTest::ModeOf(File("link.nmea"))));
+    EXPECT_EQ(S_IFREG | 0604u, CoreTest::ModeOf(File("target.nmea")));
     EXPECT_EQ(reference, ReadBytes(File("target.nmea")));
-    EXPECT_EQ(S_IFREG | 0640u, ModeOf(File("new.nmea")));
+    EXPECT_EQ(S_IFREG | 0640u, CoreTest::ModeOf(File("new.nmea")));
 
     // The record file behaves the same.
     ASSERT_EQ(0, mkdir(File("run").c_str(), 0777));
     ASSERT_EQ(0, symlink("../records.rec", File("run/fixes.rec").c_str()));
     ASSERT_EQ(0, Run("replay --output run --no-stick reference.nmea").exitStatus) << Stderr();
-    EXPECT_TRUE(S_ISLNK(ModeOf(File("run/fixes.rec"))));
+    EXPECT_TRUE(S_ISLNK(CoreTest::ModeOf(File("run/fixes.rec"))));
     EXPECT_GT(GuidanceTool::ReadRecordFile(File("records.rec")).records.size(), 100u);
 }
 
@@ -382,7 +364,7 @@ TEST_F(ProgramTest, ExitStatusesFollowTheTable)
         EXPECT_EQ(1, Run(c.arguments).exitStatus) << c.arguments;
         EXPECT_EQ(c.message, Stderr()) << c.arguments;
     }
-    EXPECT_TRUE(S_ISCHR(ModeOf("/dev/full")));
+    EXPECT_TRUE(S_ISCHR(CoreTest::ModeOf("/dev/full")));
 }
 
 // A replay reading input that never ends, stopped by a signal once its first
@@ -408,9 +390,7 @@ TEST_F(ProgramTest, SignalsEndARunWithItsOutputsAndRecordsKept)
     stopWith("TERM");
     EXPECT_EQ("143\n", ReadBytes(File("status.txt"))) << Stderr();
     EXPECT_EQ("", Stderr());
-    EXPECT_EQ((std::vector<std::string>{"drive.geojson", "drive.gpx", "drive.kml", "fixes.rec", "report.html",
-                                        "summary.txt"}),
-              ToolTest::ListDirectory(File("run")));
+    EXPECT_EQ(kOutputs, ToolTest::ListDirectory(File("run")));
     EXPECT_EQ(0, CoreTest::RunCommand("xmllint --noout " + File("run/drive.kml")).exitStatus);
 
     if (CoreTest::kTargetEmulated)
@@ -475,14 +455,11 @@ TEST_F(ProgramTest, ProgressShowsOnATerminal)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
     CoreTest::PseudoTerminal terminal(true);
-    const std::string run = "cd " + m_dir.Path() + " && " + ToolTest::GuidanceCommand();
-    ASSERT_EQ(0,
-              CoreTest::RunCommand(run + " simulate --passes 1 --output d.nmea 2>" + terminal.SlavePath()).exitStatus);
+    ASSERT_EQ(0, Script("$G simulate --passes 1 --output d.nmea 2>" + terminal.SlavePath()).exitStatus);
     const std::string simulated = terminal.Receive(SIZE_MAX, 500);
     EXPECT_NE(std::string::npos, simulated.find("simulating into d.nmea: ")) << simulated;
     EXPECT_NE(std::string::npos, simulated.find(" s of driving")) << simulated;
-    ASSERT_EQ(
-        0, CoreTest::RunCommand(run + " replay --no-stick --output run d.nmea 2>" + terminal.SlavePath()).exitStatus);
+    ASSERT_EQ(0, Script("$G replay --no-stick --output run d.nmea 2>" + terminal.SlavePath()).exitStatus);
     const std::string replayed = terminal.Receive(SIZE_MAX, 500);
     EXPECT_NE(std::string::npos, replayed.find("replaying d.nmea: 100%")) << replayed;
 }
@@ -518,13 +495,10 @@ TEST_F(ProgramTest, DriveThroughPseudoTerminalsRecordsWhatTheFileDoes)
     });
     // replay starts first and ends after 4 s without data; simulate sends
     // about 25 s of driving 25 times faster than real time.
-    const std::string guidance = ToolTest::GuidanceCommand();
-    const CoreTest::ChildResult live = CoreTest::RunCommand(
-        "cd " + m_dir.Path() + " || exit 99; " + guidance +
-            " replay --field strip.xml --no-stick --output live --idle 4 --serial " + receiver.SlavePath() +
-            " --baud 115200 > replay.txt 2>&1 & sleep 1; " + guidance + " simulate " + drive + " --serial " +
-            sender.SlavePath() + " --baud 115200 --speedup 25 2>err.txt || exit 98; wait $!",
-        120);
+    const CoreTest::ChildResult live =
+        Script("$G replay --field strip.xml --no-stick --output live --idle 4 --serial " + receiver.SlavePath() +
+               " --baud 115200 > replay.txt 2>&1 & sleep 1; $G simulate " + drive + " --serial " + sender.SlavePath() +
+               " --baud 115200 --speedup 25 2>err.txt || exit 98; wait $!");
     stop = true;
     relay.Join();
     ASSERT_EQ(0, live.exitStatus) << live.output << Stderr() << ReadBytes(File("replay.txt"));
@@ -547,13 +521,10 @@ TEST_F(ProgramTest, InterruptedSerialReplayFinishesItsOutputs)
     const std::string drive = ReadBytes(File("drive.nmea")).substr(0, 2000);
     ASSERT_EQ(static_cast<ssize_t>(drive.size()), write(receiver.Master(), drive.data(), drive.size()));
     const CoreTest::ChildResult result =
-        CoreTest::RunCommand("cd " + m_dir.Path() + " || exit 99; " + ToolTest::GuidanceCommand() +
-                             " replay --no-stick --output live --idle 60 --serial " + receiver.SlavePath() +
-                             " > replay.txt 2>&1 & sleep 3; kill -INT $!; wait $!");
+        Script("$G replay --no-stick --output live --idle 60 --serial " + receiver.SlavePath() +
+               " > replay.txt 2>&1 & sleep 3; kill -INT $!; wait $!");
     EXPECT_EQ(0, result.exitStatus) << ReadBytes(File("replay.txt"));
-    EXPECT_EQ((std::vector<std::string>{"drive.geojson", "drive.gpx", "drive.kml", "fixes.rec", "report.html",
-                                        "summary.txt"}),
-              ToolTest::ListDirectory(File("live")));
+    EXPECT_EQ(kOutputs, ToolTest::ListDirectory(File("live")));
     EXPECT_FALSE(GuidanceTool::ReadRecordFile(File("live/fixes.rec")).records.empty());
 }
 

@@ -20,25 +20,12 @@ namespace
 {
 
 using namespace GuidanceTool;
+using ToolTest::FixNorthOfStart;
 
 class ReplayTest : public ::testing::Test
 {
 protected:
     std::string RecordPath() const { return m_dir.File("fixes.rec"); }
-
-    // A fix on the sample field's first point, moved north by `north` metres.
-    static FixReport FixNorthOfStart(double north, double time)
-    {
-        FixReport fix;
-        fix.timeOfDay = time;
-        fix.latitude = 52.205 + north / 111250.0;
-        fix.longitude = -1.05;
-        fix.fixQuality = 4;
-        fix.satellites = 14;
-        fix.courseDegrees = 21;
-        fix.speedMetres = 2;
-        return fix;
-    }
 
     CoreTest::TempDir m_dir;
 };
@@ -60,12 +47,14 @@ TEST_F(ReplayTest, EverySentenceIsCountedOnce)
     replayer.Finish();
     replayer.CommitRecords();
 
-    const ReplayCounts& counts = replayer.Counts();
-    EXPECT_EQ(11, counts.read);       // blank lines do not count; the noise is cut every 1 KiB or so
-    EXPECT_EQ(3, counts.decoded);     // two GGA and a VTG; the last GGA had no line end
-    EXPECT_EQ(2, counts.checksum);    // the changed digit and the RMC's made-up checksum
-    EXPECT_EQ(1, counts.malformed);   // the truncated GGA (no checksum to fail)
-    EXPECT_EQ(5, counts.unsupported); // GSA, the ZDA fragment and three pieces of noise
+    // Read, decoded, checksum, malformed, unsupported: blank lines do not count
+    // and the noise is cut every 1 KiB or so; two GGA and a VTG decode (the last
+    // GGA had no line end); the changed digit and the RMC's made-up checksum
+    // fail; the truncated GGA has no checksum to fail; GSA, the ZDA fragment
+    // and three pieces of noise are not decoded.
+    const ReplayCounts& c = replayer.Counts();
+    EXPECT_EQ((std::vector<long>{11, 3, 2, 1, 5}),
+              (std::vector<long>{c.read, c.decoded, c.checksum, c.malformed, c.unsupported}));
     const std::vector<FixRecord> records = ReadRecordFile(RecordPath()).records;
     ASSERT_EQ(2u, records.size());
     // The first fix took the track sentence after it; the last had none.

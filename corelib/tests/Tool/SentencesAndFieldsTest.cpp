@@ -70,8 +70,7 @@ TEST(LocalPlane, ScalesAreThePublishedLengthsOfADegreeAndWestIs270)
     EXPECT_NEAR(78846.8, midLatitude.MetresPerDegreeLongitude(), 0.1);
     const Core::Maths::Vector2<double> p = midLatitude.ToPlane(45.001, 6.999);
     EXPECT_TRUE(p.x < 0 && p.y > 0); // north-west of the origin
-    double latitude = 0;
-    double longitude = 0;
+    double latitude = 0, longitude = 0;
     midLatitude.ToGeodetic(p, latitude, longitude);
     EXPECT_NEAR(45.001, latitude, 1e-12);
     EXPECT_NEAR(6.999, longitude, 1e-12);

@@ -48,6 +48,19 @@ int RunTool(const std::vector<std::string>& words, const std::string& out, const
     return status;
 }
 
+GuidanceTool::FixReport FixNorthOfStart(double north, double time)
+{
+    GuidanceTool::FixReport fix;
+    fix.timeOfDay = time;
+    fix.latitude = 52.205 + north / 111250.0;
+    fix.longitude = -1.05;
+    fix.fixQuality = 4;
+    fix.satellites = 14;
+    fix.courseDegrees = 21;
+    fix.speedMetres = 2;
+    return fix;
+}
+
 std::string StraightFieldText(double latitude, double longitude, double length, double width,
                               const std::string& spline)
 {

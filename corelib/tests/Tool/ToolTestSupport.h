@@ -4,6 +4,7 @@
 #ifndef CORELIB_TESTS_TOOL_TOOLTESTSUPPORT_H
 #define CORELIB_TESTS_TOOL_TOOLTESTSUPPORT_H
 
+#include "SentenceWriter.h"
 #include "Support/TestSupport.h"
 
 #include <string>
@@ -26,6 +27,10 @@ using CoreTest::ListDirectory;
 // from (latitude, longitude), with the given working width and spline name.
 std::string StraightFieldText(double latitude, double longitude, double length, double width,
                               const std::string& spline);
+
+// A fix of RTK quality on the sample field's first point, moved north by
+// `north` metres, at `time` seconds of the day, heading 21 degrees at 2 m/s.
+GuidanceTool::FixReport FixNorthOfStart(double north, double time);
 
 } // namespace ToolTest
 

@@ -33,20 +33,10 @@ struct ProgressLog : Core::Utilities::CopyProgress
 class FileCopyTest : public ::testing::Test
 {
 protected:
-    // size bytes that differ from block to block (a block is not a multiple
-    // of 251 bytes), so a repeated or missing block shows.
-    static std::string Pattern(size_t size)
-    {
-        std::string bytes(size, '\0');
-        for (size_t i = 0; i < size; ++i)
-            bytes[i] = static_cast<char>(i % 251);
-        return bytes;
-    }
-
     // Writes a source of size bytes and an old destination.
     void MakeFiles(size_t size)
     {
-        content = Pattern(size);
+        content = CoreTest::Pattern(size);
         EXPECT_TRUE(CoreTest::WriteBytes(source, content));
         EXPECT_TRUE(CoreTest::WriteBytes(dest, "old contents"));
         progress.calls.clear();
@@ -84,8 +74,7 @@ TEST_F(FileCopyTest, BothCopiesReplaceTheDestinationWithCumulativeProgress)
     EXPECT_TRUE(copy.Idle(1) && copy.Idle(1));
     EXPECT_FALSE(copy.Finished()) << "one block per Idle(1)";
     EXPECT_EQ("old contents", ReadBytes(dest));
-    EXPECT_TRUE(copy.Idle(5));
-    EXPECT_TRUE(copy.Finished());
+    EXPECT_TRUE(copy.Idle(5) && copy.Finished());
     EXPECT_EQ(content, ReadBytes(dest));
     EXPECT_EQ(expected, progress.calls);
     EXPECT_EQ(0, Temporaries());
@@ -94,8 +83,7 @@ TEST_F(FileCopyTest, BothCopiesReplaceTheDestinationWithCumulativeProgress)
     // first Idle finalises.
     MakeFiles(0);
     CIncrementalFileCopy empty(source, dest, nullptr);
-    EXPECT_TRUE(empty.Finished());
-    EXPECT_TRUE(empty.Idle(0));
+    EXPECT_TRUE(empty.Finished() && empty.Idle(0));
     EXPECT_TRUE(CoreTest::FileExists(dest));
     EXPECT_EQ("", ReadBytes(dest));
     EXPECT_EQ(0, Temporaries());
@@ -113,8 +101,7 @@ TEST_F(FileCopyTest, FailedCopiesKeepTheDestinationAndOnlyAFailedReadLeavesItsTe
         SCOPED_TRACE(to);
         EXPECT_FALSE(SafeFileCopy(from, to, &progress));
         CIncrementalFileCopy copy(from, to, &progress);
-        EXPECT_TRUE(copy.Finished());
-        EXPECT_FALSE(copy.Idle(1));
+        EXPECT_TRUE(copy.Finished() && !copy.Idle(1));
     }
     EXPECT_TRUE(progress.calls.empty());
     {
@@ -132,8 +119,7 @@ TEST_F(FileCopyTest, FailedCopiesKeepTheDestinationAndOnlyAFailedReadLeavesItsTe
     EXPECT_FALSE(SafeFileCopy(source, dest, nullptr));
     EXPECT_EQ(0, Temporaries());
     CIncrementalFileCopy copy(source, dest, nullptr);
-    EXPECT_TRUE(copy.Idle(5));
-    EXPECT_TRUE(copy.Finished());
+    EXPECT_TRUE(copy.Idle(5) && copy.Finished());
     EXPECT_TRUE(copy.Idle(1)) << "a finalised copy stays quiet";
     EXPECT_EQ(0, Temporaries());
     EXPECT_EQ("kept", ReadBytes(dir.File("dest/keep")));
@@ -151,13 +137,11 @@ TEST_F(FileCopyTest, IncrementalCompletionFollowsTheSizeTakenAtConstruction)
     MakeFiles(5000);
     {
         CIncrementalFileCopy copy(source, dest, &progress);
-        ASSERT_TRUE(CoreTest::WriteBytes(source, Pattern(10000)));
-        EXPECT_TRUE(copy.Idle(1));
-        EXPECT_FALSE(copy.Finished());
-        EXPECT_TRUE(copy.Idle(1));
-        EXPECT_TRUE(copy.Finished());
+        ASSERT_TRUE(CoreTest::WriteBytes(source, CoreTest::Pattern(10000)));
+        EXPECT_TRUE(copy.Idle(1) && !copy.Finished());
+        EXPECT_TRUE(copy.Idle(1) && copy.Finished());
     }
-    EXPECT_EQ(Pattern(10000).substr(0, 8192), ReadBytes(dest));
+    EXPECT_EQ(CoreTest::Pattern(10000).substr(0, 8192), ReadBytes(dest));
     EXPECT_EQ((Calls{{4096, 5000}, {8192, 5000}}), progress.calls);
 
     // Shrunk after construction: never finishes, and Idle keeps saying so.
@@ -165,9 +149,7 @@ TEST_F(FileCopyTest, IncrementalCompletionFollowsTheSizeTakenAtConstruction)
     {
         CIncrementalFileCopy copy(source, dest, &progress);
         ASSERT_EQ(0, truncate(source.c_str(), 100));
-        EXPECT_TRUE(copy.Idle(5));
-        EXPECT_TRUE(copy.Idle(5));
-        EXPECT_FALSE(copy.Finished());
+        EXPECT_TRUE(copy.Idle(5) && copy.Idle(5) && !copy.Finished());
     }
     EXPECT_EQ((Calls{{100, 10000}}), progress.calls);
     EXPECT_EQ("old contents", ReadBytes(dest));

@@ -32,6 +32,14 @@ Time GPSWeekStart(long unixMidnight)
     return Time(unixMidnight - 1 - 14);
 }
 
+// t after an in-place step.
+template <typename Step>
+Time After(Time t, Step step)
+{
+    step(t);
+    return t;
+}
+
 std::pair<int, double> GPS(const Time& t)
 {
     std::pair<int, double> weekAndSeconds(-1, -1);
@@ -101,42 +109,21 @@ TEST(TimeTest, SumsCarryOnlyAboveOneMillionAndComparisonsSeeTheFieldsAsStored)
     const Time a(0L, 600000L);
     const std::pair<Time, Fields> cases[] = {
         {a + a, {0, 1200000}},
-        {[&] {
-             Time t = a;
-             t += a;
-             return t;
-         }(),
-         {1, 200000}},
+        {After(a, [&](Time& t) { t += a; }), {1, 200000}},
         {Time(0L, 1000001L) + Time(), {1, 1}},
         {Time(0L, 1000000L) + Time(0L, 500000L), {0, 1500000}},
         {a + 0.5, {0, 1100000}},
         {Time(5L, 200000L) - Time(3L, 700000L), {1, 500000}},
         {Time() - Time(0L, 2500000L), {-1, -1500000}}, // borrows once
         {Time(5L, 200000L) - 1.5, {3, 700000}},        // (5, 200000) - (1, 500000), one borrow
-        {[] {
-             Time t;
-             t.AddUS(1000000);
-             return t;
-         }(),
-         {0, 1000000}},
-        {[] {
-             Time t(5L, 999999L);
-             t.AddUS(2000002);
-             return t;
-         }(),
-         {8, 1}},
-        {[] {
-             Time t;
-             t.AddUS(-2000000);
-             return t;
-         }(),
-         {0, -2000000}},
-        {[] {
-             Time t;
-             t.AddMS(1000);
-             t.AddMS(1);
-             return t;
-         }(),
+        {After(Time(), [](Time& t) { t.AddUS(1000000); }), {0, 1000000}},
+        {After(Time(5L, 999999L), [](Time& t) { t.AddUS(2000002); }), {8, 1}},
+        {After(Time(), [](Time& t) { t.AddUS(-2000000); }), {0, -2000000}},
+        {After(Time(),
+               [](Time& t) {
+                   t.AddMS(1000);
+                   t.AddMS(1);
+               }),
          {1, 1000}},
         // A monotonic time adds a double field by field, without carrying.
         {MonotonicTime(0L) + 0.7 + 0.5, {0, 1200000}},

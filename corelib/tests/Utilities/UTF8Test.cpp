@@ -43,30 +43,6 @@ TEST(UTF8, DecoderTakesFollowingBytesUncheckedAndSkipsStrayOnes)
     EXPECT_EQ(1, StringLengthUTF8("a\xA9")) << "continuation bytes are not counted";
 }
 
-// Every text of up to two bytes, and every lead byte followed by one to four
-// continuation bytes: decoded characters never outnumber the bytes that may
-// begin one, a cut is always a prefix, and re-encoding never leaves a cut-off
-// sequence. Under the address sanitizer this also shows nothing reads past the end.
-TEST(UTF8, ArbitraryBytesDecodeWithinTheText)
-{
-    std::vector<std::string> texts;
-    for (char a : AllBytes())
-    {
-        texts.emplace_back(1, a);
-        for (char b : AllBytes())
-            texts.push_back({a, b});
-        for (const char* tail : {"\x80", "\x80\x80", "\x80\x80\x80", "\x80\x80\x80\x80"})
-            texts.push_back(a + std::string(tail));
-    }
-    for (const std::string& text : texts)
-    {
-        ASSERT_LE(UTF8ToUnicode(text).size(), size_t(StringLengthUTF8(text))) << ::testing::PrintToString(text);
-        for (int n = 0; n <= 3; ++n)
-            ASSERT_EQ(0u, text.rfind(SubStringUTF8(text, n), 0)) << ::testing::PrintToString(text);
-        ASSERT_EQ(0x7Au, UTF8ToUnicode(MergeUTF8Strings(text, "z", STRING_MERGE_FIRST_SECOND, 0)).back());
-    }
-}
-
 TEST(UTF8, EncoderUsesOneToFourBytesUpTo10FFFFAndEveryCodePointRoundTrips)
 {
     EXPECT_EQ("\xDF\xBF", UnicodeToUTF8(0x7FF));
