@@ -71,9 +71,11 @@ struct sIntersection
 class OffsetEventHeap
 {
 public:
+    // Whether no event is pending.
     bool Empty() const { return m_events.empty(); }
     // The event of smallest absolute distance; the heap must not be empty.
     const sIntersection& Top() const { return m_events.front(); }
+    // Adds an event.
     void Push(const sIntersection& event);
     // Removes and returns the top; the heap must not be empty.
     sIntersection Pop();
