@@ -583,7 +583,10 @@ const std::vector<PolyLine::sVertex>& PolyLine::GetOffsetVerticies() const
 PolyLine PolyLine::Offset(double d) const
 {
     RecalculateOffsetConstruction();
+    // Room for every vertex up front: growing the list in steps would copy it
+    // and touch fresh memory at each step, and room never written costs no memory.
     std::vector<Vec2> collected;
+    collected.reserve(m_offsetVertices.size());
     for (const sVertex& v : m_offsetVertices)
     {
         if (!v.AtDistance(d))

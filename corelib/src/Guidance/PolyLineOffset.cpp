@@ -52,7 +52,11 @@ private:
     // Pushes the collapse event of neighbours a and b, if they have one.
     void PushEvent(unsigned int a, unsigned int b);
     // Processes the event on top of the heap.
-    void ProcessEvent(const sIntersection& event);
+    void ProcessEvent(const sEventKey& event);
+    // Where the rays of vertices a and b meet ((0, 0) if they are parallel).
+    // One compiled copy serves both the event's push and its processing, so
+    // that the point is the same to the last bit.
+    static Vec2 Meeting(const tVertex& a, const tVertex& b) __attribute__((noinline));
     // Inserts a new vertex at point just before b in the lists of every side it belongs to.
     unsigned int InsertBefore(unsigned int b, const Vec2& point, double minDistance, double maxDistance, Side side);
     // Copies the work vertices into out in list order.
@@ -126,7 +130,7 @@ void OffsetBuilder::Build(std::vector<PolyLine::sVertex>& out)
 
     while (!m_events.Empty())
     {
-        const sIntersection event = m_events.Pop();
+        const sEventKey event = m_events.Pop();
         // The vertices of the next event lie anywhere in the work list: ask
         // for them now, so that they arrive while this event is processed.
         if (!m_events.Empty())
@@ -235,28 +239,27 @@ void OffsetBuilder::PushEvent(unsigned int a, unsigned int b)
 {
     const tVertex& va = m_work[a];
     const tVertex& vb = m_work[b];
-    const Vec2 aRay = va.point + va.bisector;
-    const Vec2 bRay = vb.point + vb.bisector;
-    Vec2 meeting;
-    // The rays' lines are intersected whatever the segment test says.
-    Plane::Intersection(va.point, aRay, vb.point, bRay, meeting);
+    const Vec2 meeting = Meeting(va, vb);
     // Parallel rays yield (0, 0); a genuine meeting at the origin is dropped alike.
     if (meeting.x == 0.0 && meeting.y == 0.0)
         return;
-    const double ta = Plane::DistanceAlongLine(va.point, aRay, meeting);
-    const double tb = Plane::DistanceAlongLine(vb.point, bRay, meeting);
+    const double ta = Plane::DistanceAlongLine(va.point, va.point + va.bisector, meeting);
+    const double tb = Plane::DistanceAlongLine(vb.point, vb.point + vb.bisector, meeting);
     const double e = (va.baseDistance + ta + vb.baseDistance + tb) * 0.5;
     if (!va.AtDistance(e) || !vb.AtDistance(e))
         return;
-    sIntersection event;
-    event.point = meeting;
-    event.a = a;
-    event.b = b;
-    event.distance = e;
-    m_events.Push(event);
+    m_events.Push({e, a, b});
 }
 
-void OffsetBuilder::ProcessEvent(const sIntersection& event)
+Vec2 OffsetBuilder::Meeting(const tVertex& a, const tVertex& b)
+{
+    Vec2 meeting;
+    // The rays' lines are intersected whatever the segment test says.
+    Plane::Intersection(a.point, a.point + a.bisector, b.point, b.point + b.bisector, meeting);
+    return meeting;
+}
+
+void OffsetBuilder::ProcessEvent(const sEventKey& event)
 {
     const double e = event.distance;
     const Side side = SideOf(e);
@@ -271,8 +274,12 @@ void OffsetBuilder::ProcessEvent(const sIntersection& event)
     const bool bMovable = !b.first && !b.last;
     unsigned int inserted = tVertex::NONE;
     if (aMovable && bMovable)
-        inserted = side == BELOW ? InsertBefore(event.b, event.point, -m_maximum, e, BELOW)
-                                 : InsertBefore(event.b, event.point, e, m_maximum, ABOVE);
+    {
+        // The vertices' rays are as they were when the event was pushed.
+        const Vec2 point = Meeting(a, b);
+        inserted = side == BELOW ? InsertBefore(event.b, point, -m_maximum, e, BELOW)
+                                 : InsertBefore(event.b, point, e, m_maximum, ABOVE);
+    }
 
     // The same vertices as a and b, re-read: insertion may have grown the work list.
     for (unsigned int index : {event.a, event.b})
@@ -339,28 +346,28 @@ void OffsetBuilder::Unlink(unsigned int v, Side side)
 
 } // namespace
 
-void OffsetEventHeap::Push(const sIntersection& event)
+void OffsetEventHeap::Push(const sEventKey& event)
 {
     m_events.push_back(event);
     SiftUp(static_cast<std::ptrdiff_t>(m_events.size()) - 1, event);
 }
 
-sIntersection OffsetEventHeap::Pop()
+sEventKey OffsetEventHeap::Pop()
 {
-    const sIntersection top = m_events.front();
+    const sEventKey top = m_events.front();
     // The last event fills the hole the top leaves, which first moves down
     // along the earlier of each pair of children to a leaf.
     const std::ptrdiff_t length = static_cast<std::ptrdiff_t>(m_events.size()) - 1;
     if (length > 0)
     {
-        const sIntersection last = m_events.back();
+        const sEventKey last = m_events.back();
         std::ptrdiff_t hole = 0;
         std::ptrdiff_t child = 0;
         while (child < (length - 1) / 2)
         {
             child = 2 * (child + 1);
-            if (Later(m_events[child], m_events[child - 1]))
-                --child;
+            // Without a branch: which child comes earlier is a coin toss.
+            child -= static_cast<std::ptrdiff_t>(Later(m_events[child], m_events[child - 1]));
             m_events[hole] = m_events[child];
             hole = child;
             if (4 * hole + 6 < length)
@@ -381,12 +388,12 @@ sIntersection OffsetEventHeap::Pop()
     return top;
 }
 
-bool OffsetEventHeap::Later(const sIntersection& x, const sIntersection& y)
+bool OffsetEventHeap::Later(const sEventKey& x, const sEventKey& y)
 {
     return std::fabs(x.distance) > std::fabs(y.distance);
 }
 
-void OffsetEventHeap::SiftUp(std::ptrdiff_t hole, const sIntersection& event)
+void OffsetEventHeap::SiftUp(std::ptrdiff_t hole, const sEventKey& event)
 {
     std::ptrdiff_t parent = (hole - 1) / 2;
     while (hole > 0 && Later(m_events[parent], event))

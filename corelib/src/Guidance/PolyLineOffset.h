@@ -62,6 +62,18 @@ struct sIntersection
     double distance;
 };
 
+// A collapse event as the construction keeps it while it is pending: the
+// meeting point is left out, since it follows from the two vertices' rays,
+// which never change once set up, so that four events share a cache line.
+struct sEventKey
+{
+    // The offset distance at which the rays meet.
+    double distance;
+    // The two list vertices, a before b.
+    unsigned int a;
+    unsigned int b;
+};
+
 // The pending collapse events: a binary heap in a vector whose top is the
 // event of smallest absolute distance. Its steps are exactly those of
 // std::push_heap and std::pop_heap, so that events of equal distance come
@@ -74,18 +86,18 @@ public:
     // Whether no event is pending.
     bool Empty() const { return m_events.empty(); }
     // The event of smallest absolute distance; the heap must not be empty.
-    const sIntersection& Top() const { return m_events.front(); }
+    const sEventKey& Top() const { return m_events.front(); }
     // Adds an event.
-    void Push(const sIntersection& event);
+    void Push(const sEventKey& event);
     // Removes and returns the top; the heap must not be empty.
-    sIntersection Pop();
+    sEventKey Pop();
 
 private:
-    static bool Later(const sIntersection& x, const sIntersection& y);
+    static bool Later(const sEventKey& x, const sEventKey& y);
     // Moves event up from hole while its parent comes later, then stores it.
-    void SiftUp(std::ptrdiff_t hole, const sIntersection& event);
+    void SiftUp(std::ptrdiff_t hole, const sEventKey& event);
 
-    std::vector<sIntersection> m_events;
+    std::vector<sEventKey> m_events;
 };
 
 } // namespace Core

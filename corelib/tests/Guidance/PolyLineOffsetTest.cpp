@@ -158,20 +158,20 @@ TEST(PolyLineOffsetTest, OffsetLoopSpanCutsTheLoopOfAnInsideOffset)
 // them, which decides the construction where several collapse at once.
 TEST(PolyLineOffsetTest, EventHeapPopsInTheStandardHeapsOrderTiesIncluded)
 {
-    const auto later = [](const Core::sIntersection& x, const Core::sIntersection& y) {
+    const auto later = [](const Core::sEventKey& x, const Core::sEventKey& y) {
         return std::fabs(x.distance) > std::fabs(y.distance);
     };
     std::mt19937 random(1);
     for (int distances = 1; distances <= 8; ++distances) // few distances: many ties
     {
         Core::OffsetEventHeap heap;
-        std::vector<Core::sIntersection> reference;
+        std::vector<Core::sEventKey> reference;
         for (unsigned int id = 0; id < 4000; ++id)
         {
             if (reference.empty() || random() % 3 != 0)
             {
                 const double distance = static_cast<double>(random() % distances) * (random() % 2 ? 1 : -1);
-                const Core::sIntersection event{Vec2(0, 0), id, id, distance};
+                const Core::sEventKey event{distance, id, id};
                 heap.Push(event);
                 reference.push_back(event);
                 std::push_heap(reference.begin(), reference.end(), later);
