@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <tuple>
 
 using Core::IO::CBinaryIO;
 using CoreTest::Bytes;
@@ -48,14 +49,10 @@ TEST_F(BinaryIOTest, ValuesAreBigEndianOnEveryHost)
     std::string ab = "old", empty = "old";
     Core::Time time;
     EXPECT_TRUE(in->ReadInt(one) && in->ReadInt(minusTwo) && in->ReadString(ab, 100) && in->ReadString(empty, 100));
-    EXPECT_EQ(1, one);
-    EXPECT_EQ(-2, minusTwo);
-    EXPECT_EQ("ab", ab) << "ReadString replaces";
-    EXPECT_EQ("", empty);
+    EXPECT_EQ(std::make_tuple(1, -2, "ab", ""), std::tie(one, minusTwo, ab, empty)) << "ReadString replaces";
     EXPECT_EQ(26, in->GetFileSize());
     EXPECT_EQ(18, in->GetFilePosition()) << "asking the size keeps the position";
-    EXPECT_TRUE(in->ReadTime(time));
-    EXPECT_TRUE(time == Core::Time(0x01020304L, 999999L));
+    EXPECT_TRUE(in->ReadTime(time) && time == Core::Time(0x01020304L, 999999L));
     EXPECT_EQ(26, in->GetFilePosition());
 }
 

@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <thread>
@@ -77,13 +78,9 @@ TEST(Crc32Test, AgreesWithZlibOnEveryLengthAndAlignment)
     for (char& c : data)
         c = static_cast<char>(random());
     for (std::size_t offset = 0; offset < 8; ++offset)
-    {
         for (std::size_t length = 0; length < 300; ++length)
-        {
-            const uLong expected = crc32(0, Bytes(data) + offset, static_cast<uInt>(length));
-            ASSERT_EQ(expected, Crc(data.substr(offset, length))) << offset << "+" << length;
-        }
-    }
+            ASSERT_EQ(crc32(0, Bytes(data) + offset, static_cast<uInt>(length)), Crc(data.substr(offset, length)))
+                << offset << "+" << length;
     EXPECT_EQ(crc32(0, Bytes(data), static_cast<uInt>(data.size())), Crc(data));
 }
 #endif
@@ -98,11 +95,8 @@ TEST(Crc32Test, ThreadsStartingTogetherAllSeeACompleteTable)
             threads.emplace_back([&r] { r = Crc("123456789"); });
         for (std::thread& t : threads)
             t.join();
-        for (unsigned int r : results)
-        {
-            if (r != 0xCBF43926u)
-                _exit(1);
-        }
+        if (std::count(results.begin(), results.end(), 0xCBF43926u) != 8)
+            _exit(1);
     });
     EXPECT_TRUE(result.exited);
     EXPECT_EQ(0, result.exitStatus) << result.output;

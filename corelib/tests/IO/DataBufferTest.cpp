@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -57,18 +58,13 @@ TEST(DataBufferTest, FixedWidthValuesFollowTheBufferByteOrder)
     EXPECT_EQ("01 02 ", CDataBuffer(std::string("\x01\x02")).ToHex());
     for (CDataBuffer* b : {&big, &little})
     {
-        EXPECT_EQ(0x0102, b->GetUInt16());
-        EXPECT_EQ(0x01020304u, b->GetUInt32());
-        EXPECT_EQ(0x0102030405060708ull, b->GetUInt64());
-        EXPECT_EQ(1.0f, b->GetFloat());
-        EXPECT_EQ(-2.0, b->GetDouble());
-        EXPECT_EQ(-2, b->GetInt8());
-        EXPECT_EQ(-2, b->GetInt16());
-        EXPECT_EQ(-2, b->GetInt64());
+        // Braces read the values in order.
+        const std::tuple read{b->GetUInt16(), b->GetUInt32(), b->GetUInt64(), b->GetFloat(),
+                              b->GetDouble(), b->GetInt8(),   b->GetInt16(),  b->GetInt64()};
+        EXPECT_EQ(std::tuple(0x0102, 0x01020304u, 0x0102030405060708ull, 1.0f, -2.0, -2, -2, -2ll), read);
         EXPECT_FALSE(b->InError());
         unsigned int length = 0;
-        EXPECT_EQ(b->Data(), b->Data(length));
-        EXPECT_EQ(37u, length);
+        EXPECT_EQ(std::pair(b->Data(), 37u), std::pair(b->Data(length), length));
     }
 }
 
@@ -120,10 +116,8 @@ TEST(DataBufferTest, FailedReadsSetAStickyFlagAndFollowTheirOutputRules)
     long long l = 77;
     float f = 7.0f;
     EXPECT_FALSE(b.GetUInt32(u) || b.GetInt32(i) || b.GetInt64(l) || b.GetFloat(f));
-    EXPECT_EQ(77u, u) << "an unsigned target is left alone";
-    EXPECT_EQ(0, i) << "a signed or floating target is zeroed";
-    EXPECT_EQ(0, l);
-    EXPECT_EQ(0.0f, f);
+    EXPECT_EQ(std::tuple(77u, 0, 0ll, 0.0f), std::tuple(u, i, l, f))
+        << "an unsigned target is left alone, a signed or floating one zeroed";
     EXPECT_EQ(0, b.GetInt64()) << "a value-returning read gives 0";
     EXPECT_EQ(0u, b.Tell()) << "a failed read moves nothing";
     EXPECT_TRUE(b.InError());
@@ -153,8 +147,7 @@ TEST(DataBufferTest, FailedReadsSetAStickyFlagAndFollowTheirOutputRules)
     signed char c = 7;
     short h = 7;
     EXPECT_FALSE(b.GetInt8(c) || b.GetInt16(h));
-    EXPECT_EQ(0, c);
-    EXPECT_EQ(0, h);
+    EXPECT_EQ(0, c + h);
 }
 
 TEST(DataBufferTest, RawDataIsBoundedByCapacityButStringDataByLength)

@@ -5,6 +5,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <tuple>
 #include <type_traits>
 
 namespace
@@ -81,10 +82,8 @@ TEST(DegreesMinutesSeconds, SplitCarriesOnlySecondsWithinTheToleranceOfSixty)
         int degrees = -99, minutes = -99, sign = 0;
         double seconds = -99;
         Core::Maths::DecimalDegreesToDMS(c.value, degrees, minutes, seconds, sign);
-        EXPECT_EQ(c.degrees, degrees);
-        EXPECT_EQ(c.minutes, minutes);
+        EXPECT_EQ(std::make_tuple(c.degrees, c.minutes, c.sign), std::make_tuple(degrees, minutes, sign));
         EXPECT_NEAR(c.seconds, seconds, 1e-7);
-        EXPECT_EQ(c.sign, sign);
     }
     EXPECT_DOUBLE_EQ(-12.51, Core::Maths::DMSToDecimalDegrees(12, 30, 36.0, -1));
     // A negative degree part is not corrected: the two minus signs cancel.
