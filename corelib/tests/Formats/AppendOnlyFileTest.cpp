@@ -131,9 +131,7 @@ TEST_F(AppendOnlyFileTest, ReadsAppendPayloadsAndLeaveARejectedCandidatesTag)
     unsigned short tag = 0;
     CDataBuffer payload;
     payload.Add("keep:");
-    EXPECT_TRUE(m_file.ReadBlock(tag, payload));
-    EXPECT_TRUE(m_file.ReadBlock(tag, payload));
-    EXPECT_FALSE(m_file.ReadBlock(tag, payload));
+    EXPECT_TRUE(m_file.ReadBlock(tag, payload) && m_file.ReadBlock(tag, payload) && !m_file.ReadBlock(tag, payload));
     EXPECT_EQ(0x7777, tag);
     EXPECT_EQ("keep:goodmore", payload.ToString());
     EXPECT_EQ(m_file.m_bytes.size(), m_file.m_position) << "a false result leaves the position at the end";

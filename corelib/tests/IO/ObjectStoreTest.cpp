@@ -90,12 +90,7 @@ TEST(ObjectStoreTest, FieldsAreTaggedPackedValues)
 
 TEST(ObjectStoreTest, RecordsRoundTripAndEveryTruncationFailsCleanly)
 {
-    Fix written;
-    written.quality = -7;
-    written.hdop = 0.75f;
-    written.name = std::string("rover\0one", 9);
-    written.satellites = {{3, 41.5}, {17, -0.0}, {INT_MIN, 1e300}};
-    written.height = 123.25;
+    Fix written{-7, 0.75f, std::string("rover\0one", 9), {{3, 41.5}, {17, -0.0}, {INT_MIN, 1e300}}, 123.25};
     ObjectStore out;
     written.Process(out);
     const std::string whole = out.AsString();

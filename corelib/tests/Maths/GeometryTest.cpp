@@ -80,9 +80,8 @@ TEST(BoundingBoxes, StartInvertedAndGrowPerAxis)
     Core::BoundingBox<double, Core::Maths::Vector3> box;
     EXPECT_EQ(V3(INFINITY, INFINITY, INFINITY), box.GetMin());
     EXPECT_EQ(V3(-INFINITY, -INFINITY, -INFINITY), box.GetMax());
-    box.AddPoint(V3(1, -2, 3));
-    box.AddPoint(V3(-1, 5, 3));
-    box.AddPoint(V3(0, 0, -7));
+    for (const V3& p : {V3(1, -2, 3), V3(-1, 5, 3), V3(0, 0, -7)})
+        box.AddPoint(p);
     EXPECT_EQ(V3(-1, -2, -7), box.GetMin());
     EXPECT_EQ(V3(1, 5, 3), box.GetMax());
 }
