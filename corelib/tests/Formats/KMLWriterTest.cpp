@@ -26,19 +26,6 @@ const std::string kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
 const std::string kFooter = "</Document></kml>";
 const double kDegree = M_PI / 180.0;
 
-// The first number of every coordinate line: each line ends in a newline
-// and the first follows the last tag before it.
-std::vector<double> Longitudes(const std::string& kml)
-{
-    std::vector<double> numbers;
-    for (std::size_t end = kml.find('\n'); end != std::string::npos; end = kml.find('\n', end + 1))
-    {
-        const std::size_t start = kml.find_last_of(">\n", end - 1) + 1;
-        numbers.push_back(std::strtod(kml.c_str() + start, nullptr));
-    }
-    return numbers;
-}
-
 // A coordinate to ten decimals: the independent reader prints 15 significant digits.
 std::string TenDecimals(double v)
 {
@@ -128,9 +115,12 @@ TEST_F(KMLWriterTest, StripRingOrderForEvenAndOddCounts)
     const auto writtenIndices = [this](const std::function<void()>& write) {
         writer.Open();
         write();
+        // Each coordinate line ends in a newline, its longitude first after
+        // the last tag or newline before it.
+        const std::string kml = writer.AsString();
         std::vector<int> written;
-        for (double longitude : Longitudes(writer.AsString()))
-            written.push_back(static_cast<int>(std::lround(longitude)));
+        for (std::size_t end = kml.find('\n'); end != std::string::npos; end = kml.find('\n', end + 1))
+            written.push_back(std::lround(std::strtod(kml.c_str() + kml.find_last_of(">\n", end - 1) + 1, nullptr)));
         return written;
     };
     const struct { int count; std::vector<int> ring; } cases[] = {

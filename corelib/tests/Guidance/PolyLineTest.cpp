@@ -185,9 +185,10 @@ TEST(PolyLineTest, TrimmingAndEditingKeepTheCacheAndBoundsRight)
     EXPECT_EQ(line.Length(), 70.0);
     const unsigned long rebuilds = line.GetSegmentCacheRebuildCount();
     line.TrimBackTo(3, false);
-    EXPECT_EQ(line.Length(), 30.0);
-    EXPECT_EQ(line.GetSegmentCacheRebuildCount(), rebuilds);
-    EXPECT_EQ(line.GetBounds().GetMin().x, -30.0) << "without recalculation the box still covers the dropped point";
+    // Braces query the length, and so the cache, before the count. Without
+    // recalculation the box still covers the dropped point.
+    EXPECT_EQ(std::tuple(30.0, rebuilds, -30.0),
+              (std::tuple{line.Length(), line.GetSegmentCacheRebuildCount(), line.GetBounds().GetMin().x}));
     line.Edit(2, Vec3(10, 5, 0), false);
     EXPECT_EQ(line.Length(), 15.0);
     line.Edit(2, Vec3(10, 4, 0), true);
@@ -196,9 +197,8 @@ TEST(PolyLineTest, TrimmingAndEditingKeepTheCacheAndBoundsRight)
     EXPECT_DOUBLE_EQ(0.1, line.GetCoincidentThreshold()) << "the default";
     line.SetCoincidentThreshold(-0.5);
     line.ResetToEmpty();
-    EXPECT_EQ(0u, line.GetPointCount());
-    EXPECT_EQ(0.0, line.Length());
-    EXPECT_EQ(0.5, line.GetCoincidentThreshold()) << "kept by the reset; stored squared, so the sign is lost";
+    EXPECT_EQ(std::tuple(0u, 0.0, 0.5), std::tuple(line.GetPointCount(), line.Length(), line.GetCoincidentThreshold()))
+        << "the threshold is kept by the reset; stored squared, so the sign is lost";
 }
 
 // With a loop span, a new segment crossing a recent one cuts the loop out:
@@ -225,8 +225,7 @@ TEST(PolyLineTest, LoopSpanCutsOutTheLoopANewPointCloses)
     line.AddPoint(Vec3(10, 0, 0), true);
     EXPECT_EQ(line.Length(), 10.0); // the query makes the cache valid
     line.AddPoint(Vec3(10, 10, 0), true);
-    EXPECT_EQ(line.GetPointCount(), 3u);
-    EXPECT_EQ(line.Length(), 30.0);
+    EXPECT_EQ(std::pair(3u, 30.0), std::pair(line.GetPointCount(), line.Length()));
     line.Edit(2, Vec3(10, 10, 0), false);
     EXPECT_EQ(line.Length(), 20.0);
 }

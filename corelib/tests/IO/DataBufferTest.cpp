@@ -64,7 +64,7 @@ TEST(DataBufferTest, FixedWidthValuesFollowTheBufferByteOrder)
         EXPECT_EQ(std::tuple(0x0102, 0x01020304u, 0x0102030405060708ull, 1.0f, -2.0, -2, -2, -2ll), read);
         EXPECT_FALSE(b->InError());
         unsigned int length = 0;
-        EXPECT_EQ(std::pair(b->Data(), 37u), std::pair(b->Data(length), length));
+        EXPECT_EQ(std::pair(b->Data(), 37u), (std::pair{b->Data(length), length}));
     }
 }
 
@@ -118,24 +118,19 @@ TEST(DataBufferTest, FailedReadsSetAStickyFlagAndFollowTheirOutputRules)
     EXPECT_FALSE(b.GetUInt32(u) || b.GetInt32(i) || b.GetInt64(l) || b.GetFloat(f));
     EXPECT_EQ(std::tuple(77u, 0, 0ll, 0.0f), std::tuple(u, i, l, f))
         << "an unsigned target is left alone, a signed or floating one zeroed";
-    EXPECT_EQ(0, b.GetInt64()) << "a value-returning read gives 0";
-    EXPECT_EQ(0u, b.Tell()) << "a failed read moves nothing";
-    EXPECT_TRUE(b.InError());
+    EXPECT_EQ(std::tuple(0ll, 0u, true), (std::tuple{b.GetInt64(), b.Tell(), b.InError()}))
+        << "a value-returning read gives 0; a failed read moves nothing and sets the flag";
     // The flag only records: an in-bounds read still succeeds while it is set.
     EXPECT_EQ(0x0102, b.GetUInt16());
     b.Rewind();
     EXPECT_TRUE(b.InError()) << "Rewind keeps the flag";
-    EXPECT_TRUE(b.SeekTo(2));
-    EXPECT_FALSE(b.InError());
+    EXPECT_TRUE(b.SeekTo(2) && !b.InError()) << "a successful seek clears the flag";
 
     // Seeking or skipping to the end fails but still moves the cursor.
     EXPECT_FALSE(b.SeekTo(3));
-    EXPECT_EQ(3u, b.Tell());
-    EXPECT_FALSE(b.InError());
-    EXPECT_TRUE(b.SeekTo(1));
-    EXPECT_FALSE(b.Skip(2));
-    EXPECT_EQ(0, b.GetUInt8());
-    EXPECT_TRUE(b.InError());
+    EXPECT_EQ(std::tuple(3u, false), std::tuple(b.Tell(), b.InError()));
+    EXPECT_TRUE(b.SeekTo(1) && !b.Skip(2));
+    EXPECT_EQ(std::tuple(0, true), (std::tuple{b.GetUInt8(), b.InError()}));
 
     // A cursor far out, or a width that would wrap the bounds sum, never reads.
     unsigned char bytes[4] = {9, 9, 9, 9};

@@ -4,6 +4,7 @@
 #include "Support/TestSupport.h"
 
 #include <chrono>
+#include <numeric>
 #include <sys/ioctl.h>
 #include <thread>
 
@@ -84,9 +85,8 @@ TEST_F(SerialPortTest, FailedOpenPrintsThePrefixAndTheSystemError)
 TEST_F(SerialPortTest, RawModePassesEveryByteValueUnchangedBothWays)
 {
     // Among them NUL, ^C (interrupt), XON/XOFF, CR (mapped to NL when cooked) and 0xFF.
-    std::string bytes;
-    for (int i = 0; i < 256; ++i)
-        bytes.push_back(char(i));
+    std::string bytes(256, '\0');
+    std::iota(bytes.begin(), bytes.end(), '\0');
     OpenPort(Time::Milliseconds(200));
     ASSERT_TRUE(m_pty.Send(bytes));
     EXPECT_EQ(bytes, ReadAtLeast(256));
