@@ -124,12 +124,10 @@ TEST_F(SerialPortTest, HandshakingIsAppliedAtOpenAndReadFromTheDevice)
     OpenPort(Time(0L));
     EXPECT_EQ(0u, m_pty.Attributes().c_cflag & CRTSCTS);
     // A mode stored while open is applied again by the next Open.
-    ASSERT_TRUE(m_port.SetHandshaking(Serial::HANDSHAKE_RTS_CTS));
-    ASSERT_TRUE(m_port.Close());
+    ASSERT_TRUE(m_port.SetHandshaking(Serial::HANDSHAKE_RTS_CTS) && m_port.Close());
     termios attributes = m_pty.Attributes();
     attributes.c_cflag &= ~CRTSCTS;
-    ASSERT_TRUE(m_pty.SetAttributes(attributes));
-    ASSERT_TRUE(m_port.Open());
+    ASSERT_TRUE(m_pty.SetAttributes(attributes) && m_port.Open());
     EXPECT_NE(0u, m_pty.Attributes().c_cflag & CRTSCTS);
     // The query reports the device, whatever mode is stored.
     ASSERT_TRUE(m_pty.SetAttributes(attributes));
@@ -152,8 +150,7 @@ TEST_F(SerialPortTest, TimeoutsWaitPollAndBlockAsSet)
     start = Clock::now();
     EXPECT_EQ("", m_port.Read(0) + m_port.Read(32));
     EXPECT_LT(SecondsSince(start), 0.9) << "a zero time-out polls";
-    ASSERT_TRUE(m_pty.Send("0123456789"));
-    ASSERT_TRUE(m_pty.WaitUntilSlaveReadable(5000));
+    ASSERT_TRUE(m_pty.Send("0123456789") && m_pty.WaitUntilSlaveReadable(5000));
     EXPECT_EQ("0123", m_port.Read(4));
     EXPECT_EQ("456789", m_port.Read(100));
     EXPECT_EQ(100u, m_port.GetReadBufferCapacity()) << "the buffer grows to the largest request";
@@ -193,8 +190,7 @@ TEST_F(SerialPortTest, HungUpDeviceReadsAsEmptyInEveryTimeoutMode)
 TEST_F(SerialPortTest, FlushesDiscardInputButKeepOutput)
 {
     OpenPort(Time(0L));
-    ASSERT_TRUE(m_pty.Send("stale"));
-    ASSERT_TRUE(m_pty.WaitUntilSlaveReadable(5000));
+    ASSERT_TRUE(m_pty.Send("stale") && m_pty.WaitUntilSlaveReadable(5000));
     EXPECT_EQ(0, m_port.FlushReceiveBuffer());
     EXPECT_EQ("", m_port.Read(16));
     EXPECT_EQ(5, m_port.Write(std::string("fresh")));

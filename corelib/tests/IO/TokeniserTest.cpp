@@ -152,8 +152,7 @@ TEST(TokeniserCallback, MissingCallbackIsReportedAndDoesNotCrash)
         tokeniser.SetCallback(nullptr);
         tokeniser.ProcessLine("a,b");
     });
-    ASSERT_TRUE(child.exited);
-    EXPECT_EQ(0, child.exitStatus);
+    ASSERT_TRUE(child.exited && child.exitStatus == 0) << child.output;
     // The reported expressions, lines and file are fixed texts that log scanners match.
     EXPECT_EQ("Assertion callbackFn failed at line 45 in corelib/src/IO/Tokeniser. \n"
               "Assertion m_callbackFn failed at line 60 in corelib/src/IO/Tokeniser. \n"

@@ -61,8 +61,8 @@ TEST(GeometryProjection, ParameterIsUnclampedAndUsesTheVectorsComponents)
 
 TEST(GeometryCorners, SidesBisectorsAndRadii)
 {
-    EXPECT_TRUE(Plane::IsLeftSide(V2(0, 0), V2(1, 0), V2(0.5, 1)));
-    EXPECT_FALSE(Plane::IsLeftSide(V2(0, 0), V2(1, 0), V2(5, 0))) << "the line itself is not left";
+    EXPECT_TRUE(Plane::IsLeftSide(V2(0, 0), V2(1, 0), V2(0.5, 1)) && !Plane::IsLeftSide(V2(0, 0), V2(1, 0), V2(5, 0)))
+        << "the line itself is not left";
     ExpectNear(V2(-0.8, 0.6), Plane::Perpendicular(V2(3, 4)));
 
     const double h = std::sqrt(0.5);

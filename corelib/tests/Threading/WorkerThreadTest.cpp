@@ -127,8 +127,7 @@ TEST_F(WorkerThreadTest, StopRunsEverythingBeforeItAndStopNowOnlyTheRunningItem)
             Join(worker);
             worker.Process();
         }
-        const Events expected = now ? Events{"done held"} : Events{"queued (worker)", "done held", "done queued"};
-        EXPECT_EQ(expected, Take());
+        EXPECT_EQ((now ? Events{"done held"} : Events{"queued (worker)", "done held", "done queued"}), Take());
     }
     // Stopped before it started: the thread leaves without running anything.
     Core::WorkerThread worker;
