@@ -171,7 +171,6 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
             worker.Start();
             std::vector<std::unique_ptr<BoundedThread>> producers;
             for (int p = 0; p < kProducers; ++p)
-            {
                 producers.emplace_back(new BoundedThread([&, p] {
                     for (int i = 0; i < items; ++i)
                     {
@@ -183,12 +182,11 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
                                            ++ran;
                                        }),
                                        MakeCall([&, p, i] {
-                                           faults += worked[p] <= i || completed[p].exchange(i + 1) != i;
-                                           faults += !OnTestThread();
+                                           faults +=
+                                               worked[p] <= i || completed[p].exchange(i + 1) != i || !OnTestThread();
                                        }));
                     }
                 }));
-            }
             const auto deadline = std::chrono::steady_clock::now() +
                                   std::chrono::duration<double>(soak ? kSoakSeconds : CoreTest::kHangSeconds);
             while (ran < stopAfter && std::chrono::steady_clock::now() < deadline)
