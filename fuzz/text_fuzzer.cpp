@@ -39,8 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         std::abort();
     if (CaseInsensitiveStringCompare(text, text))
         std::abort();
-    std::string head;
-    std::string tail;
+    std::string head, tail;
     std::vector<std::string> fields;
     const std::string separator = text.substr(0, static_cast<size_t>(parameter & 3));
     if (SplitString(text, separator, fields, parameter) && separator.empty())

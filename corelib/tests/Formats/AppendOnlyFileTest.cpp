@@ -131,9 +131,7 @@ TEST_F(AppendOnlyFileTest, ReadsAppendPayloadsAndLeaveARejectedCandidatesTag)
     unsigned short tag = 0;
     CDataBuffer payload;
     payload.Add("keep:");
-    EXPECT_TRUE(m_file.ReadBlock(tag, payload));
-    EXPECT_TRUE(m_file.ReadBlock(tag, payload));
-    EXPECT_FALSE(m_file.ReadBlock(tag, payload));
+    EXPECT_TRUE(m_file.ReadBlock(tag, payload) && m_file.ReadBlock(tag, payload) && !m_file.ReadBlock(tag, payload));
     EXPECT_EQ(0x7777, tag);
     EXPECT_EQ("keep:goodmore", payload.ToString());
     EXPECT_EQ(m_file.m_bytes.size(), m_file.m_position) << "a false result leaves the position at the end";
@@ -151,9 +149,8 @@ protected:
 TEST_F(AppendOnlyDiskFileTest, FileHoldsTheExactBlockBytes)
 {
     AppendOnlyFile file;
-    ASSERT_TRUE(file.Open(m_path));
-    ASSERT_TRUE(file.WriteBlock(0x0102, CDataBuffer(std::string("abc"))));
-    ASSERT_TRUE(file.WriteBlock(0xBEEF, CDataBuffer()));
+    ASSERT_TRUE(file.Open(m_path) && file.WriteBlock(0x0102, CDataBuffer(std::string("abc"))) &&
+                file.WriteBlock(0xBEEF, CDataBuffer()));
     // "abc": length 3 + 6 = 9, tag 01 02, CRC-32 of "abc" = 0x352441C2 (the
     // published value). Empty payload: length 6, tag BE EF, CRC 0.
     EXPECT_EQ(Hex(Bytes({0x5A, 0xA5, 0, 0, 0, 9, 0x01, 0x02, 0x35, 0x24, 0x41, 0xC2, 'a', 'b', 'c',
@@ -167,8 +164,7 @@ TEST_F(AppendOnlyDiskFileTest, ReadingAndAppendingShareOnePosition)
     unsigned short tag = 0;
     CDataBuffer payload;
     EXPECT_EQ(-1, writer.TellRead()) << "closed";
-    ASSERT_TRUE(writer.Open(m_path));
-    ASSERT_TRUE(writer.WriteBlock(1, CDataBuffer(std::string("one"))));
+    ASSERT_TRUE(writer.Open(m_path) && writer.WriteBlock(1, CDataBuffer(std::string("one"))));
     EXPECT_FALSE(writer.ReadBlock(tag, payload)) << "the position is at the end after appending";
     EXPECT_EQ(0, writer.Reset());
     EXPECT_TRUE(writer.ReadBlock(tag, payload));
@@ -182,8 +178,7 @@ TEST_F(AppendOnlyDiskFileTest, ReadingAndAppendingShareOnePosition)
     ASSERT_TRUE(reader.Open(m_path));
     EXPECT_EQ(0, reader.TellRead());
     EXPECT_EQ(2u, ReadAllBlocks(reader).size());
-    ASSERT_TRUE(writer.WriteBlock(3, CDataBuffer(std::string("three"))));
-    EXPECT_TRUE(reader.ReadBlock(tag, payload));
+    EXPECT_TRUE(writer.WriteBlock(3, CDataBuffer(std::string("three"))) && reader.ReadBlock(tag, payload));
     EXPECT_EQ(3, tag);
 }
 

@@ -5,6 +5,8 @@
 
 #include "Guidance/PolyLine.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <random>
 #include <string>
@@ -26,6 +28,12 @@ struct GuidanceLine
     std::vector<Vec3> points;
     double safeOffset;
 };
+
+// Expects actual within tolerance of expected, printing actual if not.
+inline void ExpectNear(const Vec3& actual, const Vec3& expected, double tolerance)
+{
+    EXPECT_NEAR((actual - expected).Length(), 0.0, tolerance) << actual.x << ", " << actual.y << ", " << actual.z;
+}
 
 inline Core::PolyLine MakeLine(const std::vector<Vec3>& points)
 {

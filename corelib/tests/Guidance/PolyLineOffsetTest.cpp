@@ -18,11 +18,6 @@ namespace
 const double kTolerance = 1e-6;
 const double kInfinity = std::numeric_limits<double>::infinity();
 
-void ExpectPlanePoint(const Vec3& actual, double x, double y)
-{
-    EXPECT_NEAR(std::hypot(actual.x - x, actual.y - y), 0.0, kTolerance) << actual.x << ", " << actual.y;
-}
-
 // For offsets d up to the tightest turn radius, every vertex of Offset(d) lies
 // at signed distance d (right positive) from some original segment's line,
 // with height 0, and successive points stay 0.1 apart. Short of the line's
@@ -63,7 +58,7 @@ TEST(PolyLineOffsetTest, VerticesKeepTheOffsetDistanceFromTheOriginalSegments)
                 EXPECT_NEAR(RightDistance(p[before], p[before + 1], q[i]), d, kTolerance) << i;
                 EXPECT_NEAR(RightDistance(p[after], p[after + 1], q[i]), d, kTolerance) << i;
                 if (d == 0.0)
-                    ExpectPlanePoint(q[i], p[i].x, p[i].y);
+                    ExpectNear(q[i], Vec3(p[i].x, p[i].y, 0), kTolerance);
                 // A closed line's ends start beside its other end's segment.
                 for (size_t j = 0; i > 0 && i + 1 < q.size() && j + 1 < p.size(); ++j)
                     ASSERT_GE(SegmentDistance(Vec3(p[j].x, p[j].y, 0), Vec3(p[j + 1].x, p[j + 1].y, 0), q[i]),
@@ -94,9 +89,9 @@ TEST(PolyLineOffsetTest, CollapsedCornerVerticesAreReplacedByOneWithoutABowTie)
         SCOPED_TRACE(d);
         const std::vector<Vec3> q = line.Offset(d).GetPoints();
         ASSERT_EQ(q.size(), 3u);
-        ExpectPlanePoint(q[0], 0.0, -d);
-        ExpectPlanePoint(q[1], 110.0 + d, -d);
-        ExpectPlanePoint(q[2], 110.0 + d, 100.0);
+        ExpectNear(q[0], Vec3(0.0, -d, 0), kTolerance);
+        ExpectNear(q[1], Vec3(110.0 + d, -d, 0), kTolerance);
+        ExpectNear(q[2], Vec3(110.0 + d, 100.0, 0), kTolerance);
     }
     EXPECT_EQ(line.Offset(30.0).GetPointCount(), 4u) << "outside nothing collapses";
 }
@@ -147,9 +142,9 @@ TEST(PolyLineOffsetTest, OffsetLoopSpanCutsTheLoopOfAnInsideOffset)
     line.SetOffsetLoopSpan(4);
     const std::vector<Vec3> cut = line.Offset(-20.0).GetPoints();
     ASSERT_EQ(cut.size(), 3u);
-    ExpectPlanePoint(cut[0], 0, 20);
-    ExpectPlanePoint(cut[1], 70, 20);
-    ExpectPlanePoint(cut[2], 70, 5);
+    ExpectNear(cut[0], Vec3(0, 20, 0), kTolerance);
+    ExpectNear(cut[1], Vec3(70, 20, 0), kTolerance);
+    ExpectNear(cut[2], Vec3(70, 5, 0), kTolerance);
     line.SetMaximumParallelOffset(10.0);
     EXPECT_EQ(line.Offset(-20.0).GetPointCount(), 0u);
 }

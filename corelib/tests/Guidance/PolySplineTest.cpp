@@ -40,11 +40,6 @@ Vec3 Hermite(const Vec3& p1, const Vec3& m1, const Vec3& p2, const Vec3& m2, dou
            m2 * (t * t * (t - 1));
 }
 
-void ExpectNear(const Vec3& actual, const Vec3& expected, double tolerance)
-{
-    EXPECT_NEAR((actual - expected).Length(), 0.0, tolerance) << actual.x << ", " << actual.y << ", " << actual.z;
-}
-
 // A gentle S with heights; x increases, so every interpolator applies.
 const std::vector<Vec3> kPoints = {Vec3(0, 0, 5),   Vec3(10, 4, 6),  Vec3(20, 5, 7),
                                    Vec3(30, 2, 8), Vec3(40, -3, 9), Vec3(50, -4, 10)};

@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <tuple>
 
 using Core::IO::CBinaryIO;
 using CoreTest::Bytes;
@@ -34,8 +35,8 @@ TEST_F(BinaryIOTest, ValuesAreBigEndianOnEveryHost)
 {
     std::unique_ptr<CBinaryIO> out(CBinaryIO::WriteFile(m_path));
     ASSERT_TRUE(out);
-    EXPECT_TRUE(out->WriteInt(1) && out->WriteInt(-2) && out->WriteString("ab") && out->WriteString(""));
-    EXPECT_TRUE(out->WriteTime(Core::Time(0x01020304L, 999999L)));
+    EXPECT_TRUE(out->WriteInt(1) && out->WriteInt(-2) && out->WriteString("ab") && out->WriteString("") &&
+                out->WriteTime(Core::Time(0x01020304L, 999999L)));
     out.reset();
     // 1; -2 in two's complement; "ab" after its length 2; the empty string as
     // a zero length; 0x01020304 seconds and 999999 = 0x000F423F microseconds.
@@ -48,14 +49,10 @@ TEST_F(BinaryIOTest, ValuesAreBigEndianOnEveryHost)
     std::string ab = "old", empty = "old";
     Core::Time time;
     EXPECT_TRUE(in->ReadInt(one) && in->ReadInt(minusTwo) && in->ReadString(ab, 100) && in->ReadString(empty, 100));
-    EXPECT_EQ(1, one);
-    EXPECT_EQ(-2, minusTwo);
-    EXPECT_EQ("ab", ab) << "ReadString replaces";
-    EXPECT_EQ("", empty);
+    EXPECT_EQ(std::make_tuple(1, -2, "ab", ""), std::tie(one, minusTwo, ab, empty)) << "ReadString replaces";
     EXPECT_EQ(26, in->GetFileSize());
     EXPECT_EQ(18, in->GetFilePosition()) << "asking the size keeps the position";
-    EXPECT_TRUE(in->ReadTime(time));
-    EXPECT_TRUE(time == Core::Time(0x01020304L, 999999L));
+    EXPECT_TRUE(in->ReadTime(time) && time == Core::Time(0x01020304L, 999999L));
     EXPECT_EQ(26, in->GetFilePosition());
 }
 
@@ -72,8 +69,7 @@ TEST_F(BinaryIOTest, ShortOrOverlongRecordsLeaveTheirTargetUntouched)
     EXPECT_EQ("abcd", text);
     EXPECT_THROW(ReaderOf(Bytes({0xFF, 0xFF, 0xFF, 0xFF}))->ReadString(text, 5), std::bad_alloc);
     Core::Time time(7L, 8L);
-    EXPECT_FALSE(ReaderOf(Bytes({0, 0, 0, 9}))->ReadTime(time)) << "seconds only";
-    EXPECT_TRUE(time == Core::Time(7L, 8L));
+    EXPECT_TRUE(!ReaderOf(Bytes({0, 0, 0, 9}))->ReadTime(time) && time == Core::Time(7L, 8L)) << "seconds only";
     int value = 3;
     EXPECT_FALSE(ReaderOf(Bytes({1, 2, 3}))->ReadInt(value));
     EXPECT_EQ(3, value);

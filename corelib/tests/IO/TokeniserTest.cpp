@@ -38,13 +38,12 @@ protected:
 
     void SetUp() override { tokeniser.SetCallback(&recorder); }
 
-    void Literal(const std::string& text, unsigned int mask = 1)
+    // Registers a literal, or a character class when the text starts with '['.
+    void Add(const std::string& token, unsigned int mask = 1)
     {
-        ASSERT_TRUE(tokeniser.AddToken(Token{Token::LITERAL, text, mask, true}));
-    }
-    void Class(const std::string& chars, unsigned int mask = 1)
-    {
-        ASSERT_TRUE(tokeniser.AddToken(Token{Token::CHARACTER_CLASS, chars, mask, true}));
+        const bool isClass = !token.empty() && token[0] == '[';
+        ASSERT_TRUE(tokeniser.AddToken(
+            Token{isClass ? Token::CHARACTER_CLASS : Token::LITERAL, token.substr(isClass ? 1 : 0), mask, true}));
     }
     // Processes one line and returns the events it caused.
     std::vector<std::string> Process(const std::string& line)
@@ -60,8 +59,8 @@ using Events = std::vector<std::string>;
 TEST_F(TokeniserTest, LaterLinesScanOnlyTheNewTextWithPositionsFromTheBufferStart)
 {
     EXPECT_EQ((Events{"none"}), Process("a,b")) << "no tokens registered";
-    Literal(",");
-    Literal("*");
+    Add(",");
+    Add("*");
     EXPECT_EQ((Events{",@4", "*@6", "end7"}), Process("x,y*z"));
     EXPECT_EQ((Events{",@8", "end9"}), Process(",c"));
     EXPECT_EQ((Events{"none"}), Process("xyz")) << "earlier commas are not found again";
@@ -92,20 +91,15 @@ TEST_F(TokeniserTest, MatchPrecedence)
         tokeniser.Reset();
         tokeniser.ClearTokens();
         for (const std::string& token : c.tokens)
-        {
-            if (!token.empty() && token[0] == '[')
-                Class(token.substr(1));
-            else
-                Literal(token);
-        }
+            Add(token);
         EXPECT_EQ(c.expected, Process(c.line)) << c.line;
     }
 }
 
 TEST_F(TokeniserTest, GroupsSwitchedInsideOnTokenApplyFromTheNextMatch)
 {
-    Literal("\"", 0x1 | 0x2);
-    Literal(",", 0x1);
+    Add("\"", 0x1 | 0x2);
+    Add(",", 0x1);
     tokeniser.ActivateTokens(0x1);
     bool quoted = false;
     recorder.onToken = [&](const Token& token) {
@@ -136,7 +130,7 @@ TEST_F(TokeniserTest, TableHoldsThirtyTwoTokens)
 
 TEST_F(TokeniserTest, StreamOperatorFeedsLinesWithoutTheirTerminators)
 {
-    Literal(",");
+    Add(",");
     std::istringstream in("a,b\r\nc,d\n\nlast,");
     std::vector<Events> perRead;
     while (in)
@@ -158,8 +152,7 @@ TEST(TokeniserCallback, MissingCallbackIsReportedAndDoesNotCrash)
         tokeniser.SetCallback(nullptr);
         tokeniser.ProcessLine("a,b");
     });
-    ASSERT_TRUE(child.exited);
-    EXPECT_EQ(0, child.exitStatus);
+    ASSERT_TRUE(child.exited && child.exitStatus == 0) << child.output;
     // The reported expressions, lines and file are fixed texts that log scanners match.
     EXPECT_EQ("Assertion callbackFn failed at line 45 in corelib/src/IO/Tokeniser. \n"
               "Assertion m_callbackFn failed at line 60 in corelib/src/IO/Tokeniser. \n"

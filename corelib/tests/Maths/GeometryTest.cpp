@@ -61,8 +61,8 @@ TEST(GeometryProjection, ParameterIsUnclampedAndUsesTheVectorsComponents)
 
 TEST(GeometryCorners, SidesBisectorsAndRadii)
 {
-    EXPECT_TRUE(Plane::IsLeftSide(V2(0, 0), V2(1, 0), V2(0.5, 1)));
-    EXPECT_FALSE(Plane::IsLeftSide(V2(0, 0), V2(1, 0), V2(5, 0))) << "the line itself is not left";
+    EXPECT_TRUE(Plane::IsLeftSide(V2(0, 0), V2(1, 0), V2(0.5, 1)) && !Plane::IsLeftSide(V2(0, 0), V2(1, 0), V2(5, 0)))
+        << "the line itself is not left";
     ExpectNear(V2(-0.8, 0.6), Plane::Perpendicular(V2(3, 4)));
 
     const double h = std::sqrt(0.5);
@@ -80,9 +80,8 @@ TEST(BoundingBoxes, StartInvertedAndGrowPerAxis)
     Core::BoundingBox<double, Core::Maths::Vector3> box;
     EXPECT_EQ(V3(INFINITY, INFINITY, INFINITY), box.GetMin());
     EXPECT_EQ(V3(-INFINITY, -INFINITY, -INFINITY), box.GetMax());
-    box.AddPoint(V3(1, -2, 3));
-    box.AddPoint(V3(-1, 5, 3));
-    box.AddPoint(V3(0, 0, -7));
+    for (const V3& p : {V3(1, -2, 3), V3(-1, 5, 3), V3(0, 0, -7)})
+        box.AddPoint(p);
     EXPECT_EQ(V3(-1, -2, -7), box.GetMin());
     EXPECT_EQ(V3(1, 5, 3), box.GetMax());
 }

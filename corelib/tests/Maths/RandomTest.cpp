@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -13,8 +14,7 @@ using Words = std::vector<unsigned int>;
 Words Draw(Core::Random& r, int count)
 {
     Words out(count);
-    for (unsigned int& v : out)
-        v = r.RandInt();
+    std::generate(out.begin(), out.end(), [&] { return r.RandInt(); });
     return out;
 }
 
@@ -24,8 +24,7 @@ Words Reference(unsigned int seed, int skip, int count)
     std::mt19937 reference(seed);
     reference.discard(skip);
     Words out(count);
-    for (unsigned int& v : out)
-        v = static_cast<unsigned int>(reference());
+    std::generate(out.begin(), out.end(), [&] { return static_cast<unsigned int>(reference()); });
     return out;
 }
 

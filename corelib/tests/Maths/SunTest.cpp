@@ -18,16 +18,12 @@ using Core::Maths::Rad2Deg;
 //   o.date = ephem.Date(when); refracted = math.degrees(ephem.Sun(o).alt)
 //   o.pressure = 0; geometric = math.degrees(ephem.Sun(o).alt)
 // and the Unix seconds from calendar.timegm of the same UTC instant.
-struct EphemerisCase
+// Latitude north and longitude east positive; all angles in degrees.
+const struct
 {
     long seconds;
-    double latitude;  // degrees, north positive
-    double longitude; // degrees, east positive
-    double refracted; // degrees
-    double geometric; // degrees
-};
-
-const EphemerisCase kEphemeris[] = {
+    double latitude, longitude, refracted, geometric;
+} kEphemeris[] = {
     {953532000, 0.0, 0.00, -1.0141, -1.8656},       // 2000-03-20 06:00:00
     {1640100600, 52.2, 0.12, 1.6761, 1.3524},       // 2021-12-21 15:30:00
     {1624309200, 52.2, 0.12, -3.3625, -4.6398},     // 2021-06-21 21:00:00
@@ -43,7 +39,7 @@ const EphemerisCase kEphemeris[] = {
 TEST(SunTest, ElevationAgreesWithAnIndependentEphemeris)
 {
     CORETEST_REQUIRE_TRIGONOMETRY();
-    for (const EphemerisCase& c : kEphemeris)
+    for (const auto& c : kEphemeris)
     {
         SCOPED_TRACE(testing::Message() << c.seconds << " at " << c.latitude << ", " << c.longitude);
         const Core::Time when(c.seconds, 0L);

@@ -134,10 +134,9 @@ TEST_F(TransformationTest, InverseAndProductAgreeWithTheForwardMapForEveryForm)
     for (int trial = 0; trial < 500; ++trial)
     {
         SCOPED_TRACE(trial);
-        const Form formA = static_cast<Form>(trial % kFormCount);
-        const Form formB = static_cast<Form>((trial / kFormCount) % kFormCount);
-        const Transformation a = RandomTransformation(formA);
-        const Transformation b = RandomTransformation(formB);
+        const Form formA = static_cast<Form>(trial % kFormCount),
+                   formB = static_cast<Form>(trial / kFormCount % kFormCount);
+        const Transformation a = RandomTransformation(formA), b = RandomTransformation(formB);
         const V3 x = RandomPoint();
         const V3 y = a.ApplyForward(x);
         ExpectNear(x, a.ApplyInverse(y), 1e-9);

@@ -98,8 +98,7 @@ TEST_F(FSMTest, FirstTrueEdgeInOrderAddedWinsAndLaterConditionsAreNotAsked)
     AddState(machine, 1);
     AddState(machine, 2);
     machine.Update();
-    EXPECT_EQ(1, never.asked);
-    EXPECT_EQ(0, second.asked);
+    EXPECT_EQ(std::make_pair(1, 0), std::make_pair(never.asked, second.asked));
     EXPECT_EQ((Events{"update 0", "leave 0 -> 2", "enter 2"}), Take());
 }
 

@@ -88,8 +88,7 @@ TEST(ConditionalTest, TimedWaitTakesAnAbsoluteWallClockDeadline)
     EXPECT_FALSE(flag.Wait(mutex, Core::Time(1L))) << "a deadline in 1970 has passed";
     // Nobody signals: the wait ends at the deadline, not before it.
     const Core::Time deadline = Core::Time::TimerMs(100);
-    EXPECT_FALSE(flag.Wait(mutex, deadline));
-    EXPECT_FALSE(Core::Time::Now() < deadline);
+    EXPECT_FALSE(flag.Wait(mutex, deadline) || Core::Time::Now() < deadline);
     // A microsecond field outside 0..999999 is an invalid deadline, not a
     // later one.
     try
@@ -145,8 +144,7 @@ TEST(ConditionalGuardTest, WaitsUntilAnotherThreadMakesTheComparisonHold)
         SetUnderLock(value, mutex, c.satisfying);
         waiter.Join();
         EXPECT_EQ(c.satisfying, seen);
-        EXPECT_TRUE(heldInside);
-        EXPECT_TRUE(FreeElsewhere(mutex)) << "the guard unlocks when it goes";
+        EXPECT_TRUE(heldInside && FreeElsewhere(mutex)) << "held inside the guard, and unlocked when it goes";
     }
     // The adopting form waits but leaves the lock with the caller.
     Mutex mutex;

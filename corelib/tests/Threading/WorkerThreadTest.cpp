@@ -127,8 +127,7 @@ TEST_F(WorkerThreadTest, StopRunsEverythingBeforeItAndStopNowOnlyTheRunningItem)
             Join(worker);
             worker.Process();
         }
-        const Events expected = now ? Events{"done held"} : Events{"queued (worker)", "done held", "done queued"};
-        EXPECT_EQ(expected, Take());
+        EXPECT_EQ((now ? Events{"done held"} : Events{"queued (worker)", "done held", "done queued"}), Take());
     }
     // Stopped before it started: the thread leaves without running anything.
     Core::WorkerThread worker;
@@ -172,7 +171,6 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
             worker.Start();
             std::vector<std::unique_ptr<BoundedThread>> producers;
             for (int p = 0; p < kProducers; ++p)
-            {
                 producers.emplace_back(new BoundedThread([&, p] {
                     for (int i = 0; i < items; ++i)
                     {
@@ -184,12 +182,11 @@ TEST_F(WorkerThreadTest, ProducersKeepTheirOrderAndNothingQueuedAfterAStopRuns)
                                            ++ran;
                                        }),
                                        MakeCall([&, p, i] {
-                                           faults += worked[p] <= i || completed[p].exchange(i + 1) != i;
-                                           faults += !OnTestThread();
+                                           faults +=
+                                               worked[p] <= i || completed[p].exchange(i + 1) != i || !OnTestThread();
                                        }));
                     }
                 }));
-            }
             const auto deadline = std::chrono::steady_clock::now() +
                                   std::chrono::duration<double>(soak ? kSoakSeconds : CoreTest::kHangSeconds);
             while (ran < stopAfter && std::chrono::steady_clock::now() < deadline)
