@@ -115,10 +115,33 @@ void OffsetLib(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
+// The least a draw must do: one read of every offset vertex's range, no
+// point computed or kept. Its growth from the smallest size to the largest is
+// that of memory once the vertices no longer fit in the caches.
+void OffsetReadRef(benchmark::State& state)
+{
+    const auto points = RecordedPath(static_cast<std::size_t>(state.range(0)));
+    const Core::PolyLine line = LineThrough(points);
+    line.RecalculateOffsetConstruction();
+    const std::vector<Core::PolyLine::sVertex>& vertices = line.GetOffsetVerticies();
+    std::size_t active = 0;
+    for (auto _ : state)
+    {
+        active = 0;
+        for (const Core::PolyLine::sVertex& v : vertices)
+            active += v.AtDistance(kOffsetDistance) ? 1 : 0;
+        benchmark::DoNotOptimize(active);
+    }
+    SameOutput(state, active == points.size(), "vertices at the distance differ from the offset line's points");
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
 BENCHMARK(OffsetConstructionLib)->Name("OffsetConstruction/lib")->Apply(OffsetArguments);
 BENCHMARK(OffsetConstructionRef)->Name("OffsetConstruction/ref")->Apply(OffsetArguments);
 BENCHMARK(OffsetLib)->Name("Offset/lib")->Apply(OffsetArguments);
 BENCHMARK(OffsetConstructionRef)->Name("Offset/ref")->Apply(OffsetArguments);
+BENCHMARK(OffsetLib)->Name("OffsetVsRead/lib")->Apply(OffsetArguments);
+BENCHMARK(OffsetReadRef)->Name("OffsetVsRead/ref")->Apply(OffsetArguments);
 
 // Positions around the path, up to 30 m either side of it.
 std::vector<Vector3<double>> Queries(std::size_t length)
