@@ -38,7 +38,7 @@ GOALS = [
 ]
 
 # Goal per row prefix for the growth of the library's time per unit of size.
-SCALING = [("OffsetConstruction", 2.0), ("Offset", 3.0)]
+SCALING = [("OffsetConstruction", 2.0), ("OffsetVsRead", None), ("Offset", 3.0)]
 
 
 def goal_for(row, goals):
