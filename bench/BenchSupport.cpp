@@ -62,7 +62,7 @@ double NowNanoseconds(Clock clock)
     if (clock == Clock::Elapsed)
         return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now().time_since_epoch()).count();
     timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    clock_gettime(clock == Clock::ThreadCpu ? CLOCK_THREAD_CPUTIME_ID : CLOCK_PROCESS_CPUTIME_ID, &now);
     return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
 }
 

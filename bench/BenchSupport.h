@@ -50,8 +50,9 @@ Core::PolyLine LineThrough(const std::vector<Core::Maths::Vector3<double>>& poin
 // The clock that times the operations of Alternate.
 enum class Clock
 {
-    Elapsed,   // wall-clock time: for operations whose cost is waiting
-    ThreadCpu, // CPU time of the calling thread, user and system
+    Elapsed,    // wall-clock time: for operations whose cost is waiting
+    ThreadCpu,  // CPU time of the calling thread, user and system
+    ProcessCpu, // CPU time of every thread of the process: for hand-overs between threads
 };
 
 // Runs the timed operation and the other one in turn, once per iteration,
