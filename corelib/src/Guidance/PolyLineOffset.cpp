@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
+#include <new>
 
 namespace Core
 {
@@ -20,6 +21,9 @@ const double kStraightCorner = 1e-05;
 const double kCoincidentArm = 1e-9;
 // The orientation test compares arrows of this fraction of the arm length.
 const double kOrientationArrow = 0.01;
+
+// The size of a cache line, to which the event heap's storage is aligned.
+constexpr std::size_t kCacheLine = 64;
 
 // How many records ahead of the copy the final copy asks the memory for.
 const std::size_t kFetchAhead = 8;
@@ -346,21 +350,53 @@ void OffsetBuilder::Unlink(unsigned int v, Side side)
 
 } // namespace
 
+namespace
+{
+
+// Storage for capacity entries, starting one entry after a cache-line boundary.
+sEventKey* AllocateEvents(std::size_t capacity)
+{
+    void* const storage = ::operator new((capacity + 1) * sizeof(sEventKey), std::align_val_t(kCacheLine));
+    return static_cast<sEventKey*>(storage) + 1;
+}
+
+void FreeEvents(sEventKey* events)
+{
+    if (events != nullptr)
+        ::operator delete(events - 1, std::align_val_t(kCacheLine));
+}
+
+} // namespace
+
+OffsetEventHeap::~OffsetEventHeap()
+{
+    FreeEvents(m_events);
+}
+
 void OffsetEventHeap::Push(const sEventKey& event)
 {
-    m_events.push_back(event);
-    SiftUp(static_cast<std::ptrdiff_t>(m_events.size()) - 1, event);
+    if (m_size == m_capacity)
+    {
+        const std::size_t capacity = m_capacity == 0 ? 1023 : 2 * m_capacity + 1;
+        sEventKey* const events = AllocateEvents(capacity);
+        std::copy(m_events, m_events + m_size, events);
+        FreeEvents(m_events);
+        m_events = events;
+        m_capacity = capacity;
+    }
+    ++m_size;
+    SiftUp(static_cast<std::ptrdiff_t>(m_size) - 1, event);
 }
 
 sEventKey OffsetEventHeap::Pop()
 {
-    const sEventKey top = m_events.front();
+    const sEventKey top = m_events[0];
     // The last event fills the hole the top leaves, which first moves down
     // along the earlier of each pair of children to a leaf.
-    const std::ptrdiff_t length = static_cast<std::ptrdiff_t>(m_events.size()) - 1;
+    const std::ptrdiff_t length = static_cast<std::ptrdiff_t>(m_size) - 1;
     if (length > 0)
     {
-        const sEventKey last = m_events.back();
+        const sEventKey last = m_events[length];
         std::ptrdiff_t hole = 0;
         std::ptrdiff_t child = 0;
         while (child < (length - 1) / 2)
@@ -371,10 +407,7 @@ sEventKey OffsetEventHeap::Pop()
             m_events[hole] = m_events[child];
             hole = child;
             if (4 * hole + 6 < length)
-            {
                 __builtin_prefetch(&m_events[4 * hole + 3]);
-                __builtin_prefetch(&m_events[4 * hole + 5]);
-            }
         }
         if ((length & 1) == 0 && child == (length - 2) / 2)
         {
@@ -384,7 +417,7 @@ sEventKey OffsetEventHeap::Pop()
         }
         SiftUp(hole, last);
     }
-    m_events.pop_back();
+    --m_size;
     return top;
 }
 

@@ -83,10 +83,15 @@ struct sEventKey
 class OffsetEventHeap
 {
 public:
+    OffsetEventHeap() = default;
+    OffsetEventHeap(const OffsetEventHeap&) = delete;
+    OffsetEventHeap& operator=(const OffsetEventHeap&) = delete;
+    ~OffsetEventHeap();
+
     // Whether no event is pending.
-    bool Empty() const { return m_events.empty(); }
+    bool Empty() const { return m_size == 0; }
     // The event of smallest absolute distance; the heap must not be empty.
-    const sEventKey& Top() const { return m_events.front(); }
+    const sEventKey& Top() const { return m_events[0]; }
     // Adds an event.
     void Push(const sEventKey& event);
     // Removes and returns the top; the heap must not be empty.
@@ -97,7 +102,12 @@ private:
     // Moves event up from hole while its parent comes later, then stores it.
     void SiftUp(std::ptrdiff_t hole, const sEventKey& event);
 
-    std::vector<sEventKey> m_events;
+    // Entry i is m_events[i]. The storage starts one entry before m_events at
+    // a cache-line boundary, so that the two children of any entry share a
+    // line, and so do the four grandchildren.
+    sEventKey* m_events = nullptr;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = 0;
 };
 
 } // namespace Core
