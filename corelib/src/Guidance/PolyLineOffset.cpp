@@ -406,8 +406,11 @@ sEventKey OffsetEventHeap::Pop()
             child -= static_cast<std::ptrdiff_t>(Later(m_events[child], m_events[child - 1]));
             m_events[hole] = m_events[child];
             hole = child;
-            if (4 * hole + 6 < length)
-                __builtin_prefetch(&m_events[4 * hole + 3]);
+            if (8 * hole + 14 < length)
+            {
+                __builtin_prefetch(&m_events[8 * hole + 7]);
+                __builtin_prefetch(&m_events[8 * hole + 11]);
+            }
         }
         if ((length & 1) == 0 && child == (length - 2) / 2)
         {

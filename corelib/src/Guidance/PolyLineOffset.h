@@ -74,12 +74,13 @@ struct sEventKey
     unsigned int b;
 };
 
-// The pending collapse events: a binary heap in a vector whose top is the
+// The pending collapse events: a binary heap in an array whose top is the
 // event of smallest absolute distance. Its steps are exactly those of
 // std::push_heap and std::pop_heap, so that events of equal distance come
 // off in the same order. Unlike those, the sift down asks the memory for the
-// grandchildren of each place it reaches: the deep levels of a large heap are
-// not in cache, and without the request every level waits for its load.
+// entries two levels below each place it reaches: the deep levels of a large
+// heap are not in cache, and without the request every level waits for its
+// load.
 class OffsetEventHeap
 {
 public:
@@ -104,7 +105,7 @@ private:
 
     // Entry i is m_events[i]. The storage starts one entry before m_events at
     // a cache-line boundary, so that the two children of any entry share a
-    // line, and so do the four grandchildren.
+    // line, the four grandchildren fill one and the eight below them two.
     sEventKey* m_events = nullptr;
     std::size_t m_size = 0;
     std::size_t m_capacity = 0;
