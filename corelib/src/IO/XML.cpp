@@ -3,6 +3,7 @@
 #include "Utilities/FileLayer.h"
 #include "Utilities/FileUtilities.h"
 #include "Utilities/StringUtilities.h"
+#include "Utilities/UTF8.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -202,7 +203,7 @@ bool NestsDeeperThan(const char* p, unsigned int limit)
         }
         else if (*p != '/')
         {
-            return false; // the parser rejects the tag here
+            return false; // the reader rejects the tag here
         }
     }
     return false;
@@ -570,7 +571,7 @@ private:
             if (!SkipTo(SkipPast(value, "]]>")))
                 return nullptr;
             if (topLevel)
-                Empty(Open(parent, value, 0));
+                Open(parent, value, 0).Clear(); // the name is empty already
             else
                 parent.AddData(value, static_cast<unsigned int>(m_p - 3 - value));
             return &parent;
@@ -656,12 +657,6 @@ private:
         m_reuse.pop_back();
     }
 
-    static void Empty(XMLNode& node)
-    {
-        node.m_attributes.clear();
-        node.m_children.clear();
-    }
-
     // Gives element the attributes just read, a repeated name keeping its
     // last value. When the element already has attributes of exactly these
     // names, only the values are assigned.
@@ -745,8 +740,11 @@ private:
                 unsigned long code = 0;
                 for (int digit; (digit = DigitValue(*source)) >= 0; ++source)
                     code = code * (hexadecimal ? 16 : 10) + static_cast<unsigned long>(digit);
-                if (!AppendUtf8(target, code))
+                if (code >= 0x110000)
                     return Fail("invalid numeric character entity");
+                // At most as long as the reference it replaces, so it fits.
+                const std::string character = Utilities::UnicodeToUTF8(static_cast<unsigned int>(code));
+                target = std::copy(character.begin(), character.end(), target);
                 if (*source != ';')
                     return Fail("expected ;");
                 ++source;
@@ -770,25 +768,6 @@ private:
         if (c >= 'A' && c <= 'F')
             return c - 'A' + 10;
         return -1;
-    }
-
-    // Writes code as UTF-8 at out and moves out past it; false if code is
-    // beyond Unicode.
-    static bool AppendUtf8(char*& out, unsigned long code)
-    {
-        if (code < 0x80)
-        {
-            *out++ = static_cast<char>(code);
-            return true;
-        }
-        int continuations = code < 0x800 ? 1 : code < 0x10000 ? 2 : code < 0x110000 ? 3 : -1;
-        if (continuations < 0)
-            return false;
-        static const unsigned char kLead[] = {0, 0xC0, 0xE0, 0xF0};
-        *out++ = static_cast<char>(kLead[continuations] | (code >> (6 * continuations)));
-        while (continuations-- > 0)
-            *out++ = static_cast<char>(0x80 | ((code >> (6 * continuations)) & 0x3F));
-        return true;
     }
 
     void SkipSpace() { m_p = Core::IO::SkipSpace(m_p); }
@@ -847,7 +826,7 @@ bool XMLDocument::Parse(const std::string& path)
         return ParseFileFallback(path);
     struct stat status;
     const long pageSize = ::sysconf(_SC_PAGESIZE);
-    // The parser needs a zero byte after the text; the mapping provides it in
+    // The reader needs a zero byte after the text; the mapping provides it in
     // the unused tail of the file's last page, which does not exist when the
     // size is a whole number of pages.
     if (::fstat(fd, &status) != 0 || status.st_size <= 0 || status.st_size >= MAX_MAPPED_FILE ||
@@ -887,7 +866,7 @@ bool XMLDocument::ParseString(const char* text)
 
 bool XMLDocument::ParseString(const std::string& text)
 {
-    // In place, as documented: the caller's string is the parser's buffer.
+    // In place, as documented: the caller's string is the reader's buffer.
     return ParseBuffer(const_cast<char*>(text.data()), text.size());
 }
 
